@@ -1,0 +1,105 @@
+// Parameter blocks and their declaration tables.
+//
+// Every shader keeps its parameters in one plain struct whose member order is the declaration
+// order. A table of Declaration rows (name, registry operation, offset of the member) drives
+// declareParameters, so a class's declarations are data, read top to bottom like its parameter
+// list; copyParameters is a plain copy of the block, which copies texture handles shallowly.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+#include "host_interfaces.h"
+#include "shader_base.h"
+#include "types.h"
+
+namespace ksi {
+
+// The registry operation a row is declared with.
+enum class ParamKind : uint8_t {
+    Bool,
+    Int,
+    Float,
+    Float2,
+    Float3,
+    Float4,
+    Matrix3,
+    Matrix4,
+    DataTexture,
+    Texture,
+    CubeTexture,
+    Varying,
+};
+
+struct Declaration {
+    ParamKind kind;
+    int32_t varyingType;  // VaryingType of a Varying row, 0 otherwise
+    const char* name;
+    uint32_t offset;      // of the member in the block, or of a varying in the record's varyings area
+};
+
+template <class T>
+constexpr ParamKind paramKindOf() {
+    if constexpr (std::is_same_v<T, bool>) return ParamKind::Bool;
+    else if constexpr (std::is_same_v<T, int32_t>) return ParamKind::Int;
+    else if constexpr (std::is_same_v<T, float>) return ParamKind::Float;
+    else if constexpr (std::is_same_v<T, Float2>) return ParamKind::Float2;
+    else if constexpr (std::is_same_v<T, Float3>) return ParamKind::Float3;
+    else if constexpr (std::is_same_v<T, Float4>) return ParamKind::Float4;
+    else if constexpr (std::is_same_v<T, Float3x3>) return ParamKind::Matrix3;
+    else if constexpr (std::is_same_v<T, Float4x4>) return ParamKind::Matrix4;
+    else {
+        static_assert(std::is_void_v<T>, "texture members need KS_TEXTURE, KS_CUBE_TEXTURE or KS_DATA_TEXTURE");
+        return ParamKind::Bool;
+    }
+}
+
+constexpr Declaration varying(VaryingType type, const char* name, uint32_t offset) {
+    return {ParamKind::Varying, type, name, offset};
+}
+
+template <class T>
+constexpr Declaration paramRow(const char* name, std::size_t offset) {
+    return {paramKindOf<T>(), 0, name, static_cast<uint32_t>(offset)};
+}
+
+template <class T>
+constexpr Declaration textureRow(ParamKind kind, const char* name, std::size_t offset) {
+    static_assert(std::is_same_v<T, TextureHandle>, "texture rows must name a TextureHandle member");
+    return {kind, 0, name, static_cast<uint32_t>(offset)};
+}
+
+// Rows whose host-visible name is the member's own name.
+#define KS_PARAM(Block, member) ::ksi::paramRow<decltype(Block::member)>(#member, offsetof(Block, member))
+#define KS_TEXTURE(Block, member) \
+    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::Texture, #member, offsetof(Block, member))
+#define KS_CUBE_TEXTURE(Block, member) \
+    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::CubeTexture, #member, offsetof(Block, member))
+#define KS_DATA_TEXTURE(Block, member) \
+    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::DataTexture, #member, offsetof(Block, member))
+
+// Announces the mask and walks the rows, handing the registry each member's address.
+void declareTable(ShaderParamRegistry* registry, IShaderBase* shader, int32_t mask, void* block,
+                  const Declaration* rows, std::size_t count);
+
+template <std::size_t N>
+inline void declareTable(ShaderParamRegistry* registry, IShaderBase* shader, int32_t mask, void* block,
+                         const Declaration (&rows)[N]) {
+    declareTable(registry, shader, mask, block, rows, N);
+}
+
+// Base of every concrete class: Base is one of the three shader bases, Params the block. The
+// block is the object's only data member, so copying it copies the whole state.
+template <class Base, class Params>
+class ParameterizedShader : public Base {
+public:
+    void copyParameters(const IShaderBase* other) override {
+        params = static_cast<const ParameterizedShader*>(other)->params;
+    }
+
+protected:
+    Params params;
+};
+
+}  // namespace ksi
