@@ -1,0 +1,128 @@
+// The library's export table and what every exported class reports about itself, checked
+// against the catalogue of classes the library may hold.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "test_library.h"
+
+namespace {
+
+using kestrel::testing::createShader;
+using kestrel::testing::library;
+
+struct CatalogueEntry {
+    int32_t kind;
+    int32_t mask;
+};
+
+// Every class the library may export, with its kind and capability mask.
+const std::map<std::string, CatalogueEntry>& catalogue() {
+    static const std::map<std::string, CatalogueEntry> entries = {
+        {"BackgroundGeometry", {0, 11}},        {"kestrel_Mtl_AmbientOnly", {0, 1}},
+        {"kestrel_Mtl_NormalsOnly", {0, 1}},    {"kestrel_Mtl_Solid", {0, 1}},
+        {"kestrel_Mtl_Unlit", {0, 3}},          {"kestrel_Mtl_ShadowPlane", {0, 11}},
+        {"kestrel_Mtl_Mirror", {0, 13}},        {"kestrel_Mtl_Dielectric", {0, 15}},
+        {"kestrel_Mtl_Glazing", {0, 15}},       {"kestrel_Mtl_MetallicPaint", {0, 13}},
+        {"kestrel_Mtl_Metal", {0, 15}},         {"kestrel_Mtl_Ward", {0, 15}},
+        {"kestrel_Mtl_Ward_5ba0bfff", {0, 15}}, {"kestrel_Mtl_Ward_120b7820", {0, 15}},
+        {"kestrel_Mtl_Ward_5592d496", {0, 15}}, {"kestrel_Mtl_Ward_33632204", {0, 15}},
+        {"kestrel_Mtl_Ward_82261344", {0, 15}}, {"kestrel_Mtl_Ward_aa598cb4", {0, 15}},
+        {"kestrel_Mtl_Ward_b9aac246", {0, 15}}, {"kestrel_Mtl_Ward_ccb3a2e6", {0, 15}},
+        {"kestrel_Mtl_Ward_f05db29e", {0, 15}}, {"MarigoldLegacy", {0, 15}},
+        {"XRite", {0, 3}},                      {"znSpotLight", {1, 32}},
+        {"znPointLight", {1, 32}},              {"kestrel_Env_Default", {2, 64}},
+        {"kestrel_Env_Backplate", {2, 64}},
+    };
+    return entries;
+}
+
+// Lines a shell command prints, or the test fails.
+std::vector<std::string> commandLines(const std::string& command) {
+    std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
+    std::vector<std::string> lines;
+    if (!pipe) {
+        ADD_FAILURE() << "cannot run " << command;
+        return lines;
+    }
+    char buffer[4096];
+    while (fgets(buffer, sizeof buffer, pipe.get())) {
+        std::string line(buffer);
+        while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) line.pop_back();
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+TEST(Catalogue, ExportsExactlyTwoSymbolsPerClassAndNothingElse) {
+    // Read independently of the host loader, with binutils.
+    std::set<std::string> symbols;
+    for (const std::string& line : commandLines("nm -D --defined-only '" + kestrel::testing::libraryPath() + "'")) {
+        auto space = line.rfind(' ');
+        std::string type = line.size() > 17 ? line.substr(17, 1) : "";
+        if (type == "w" || type == "v") continue;  // weak references the toolchain may add
+        symbols.insert(line.substr(space + 1));
+    }
+    std::set<std::string> classes;
+    for (const std::string& symbol : symbols) {
+        bool known = false;
+        for (const auto& [name, entry] : catalogue()) {
+            if (symbol == name + "_create" || symbol == name + "_getAPIVersion") {
+                classes.insert(name);
+                known = true;
+            }
+        }
+        EXPECT_TRUE(known) << "unexpected exported symbol " << symbol;
+    }
+    EXPECT_EQ(symbols.size(), 2 * classes.size()) << "every class exports both functions";
+    EXPECT_GE(classes.size(), 7u);
+    EXPECT_EQ(std::vector<std::string>(classes.begin(), classes.end()), library().classNames());
+}
+
+TEST(Catalogue, DependsOnlyOnTheStandardLibraries) {
+    std::set<std::string> allowed = {"libstdc++.so.6", "libm.so.6", "libc.so.6", "libgcc_s.so.1",
+                                     "ld-linux-x86-64.so.2", "libasan.so.8", "libubsan.so.1"};
+    for (const std::string& line : commandLines("readelf -d '" + kestrel::testing::libraryPath() + "'")) {
+        auto open = line.find("Shared library: [");
+        if (open == std::string::npos) continue;
+        std::string needed = line.substr(open + 17, line.find(']', open) - open - 17);
+        EXPECT_TRUE(allowed.count(needed)) << "unexpected dependency " << needed;
+    }
+}
+
+TEST(Catalogue, EveryClassReportsVersionRevisionKindAndMask) {
+    for (const std::string& name : library().classNames()) {
+        SCOPED_TRACE(name);
+        kestrel::ShaderClass shaderClass = library().findClass(name);
+        EXPECT_EQ(shaderClass.apiVersion, 2724);
+        kestrel::ShaderInstance shader(shaderClass);
+        const CatalogueEntry& expected = catalogue().at(name);
+        EXPECT_EQ(shader.object()->getRevision(), 1);
+        EXPECT_EQ(shader.kind(), expected.kind);
+        const kestrel::ShaderDeclaration& declaration = shader.declaration();
+        EXPECT_TRUE(declaration.capabilitiesFirst);
+        EXPECT_EQ(declaration.capabilityCalls, 1);
+        EXPECT_EQ(declaration.capabilities, expected.mask);
+        EXPECT_EQ(declaration.foreignCalls, 0) << "every declaration names the declaring object";
+    }
+}
+
+TEST(Catalogue, DeclaringTwiceRepeatsTheSameDeclarations) {
+    for (const std::string& name : library().classNames()) {
+        SCOPED_TRACE(name);
+        kestrel::ShaderInstance shader = createShader(name);
+        kestrel::ShaderDeclaration again = kestrel::DeclarationRecorder::record(shader.object());
+        ASSERT_EQ(again.parameters.size(), shader.declaration().parameters.size());
+        for (std::size_t i = 0; i < again.parameters.size(); ++i) {
+            EXPECT_EQ(again.parameters[i].name, shader.declaration().parameters[i].name);
+            EXPECT_EQ(again.parameters[i].address, shader.declaration().parameters[i].address);
+        }
+        EXPECT_EQ(again.varyings.size(), shader.declaration().varyings.size());
+    }
+}
+
+}  // namespace
