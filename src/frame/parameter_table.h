@@ -6,6 +6,8 @@
 // list; copyParameters is a plain copy of the block, which copies texture handles shallowly.
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <type_traits>
@@ -79,6 +81,19 @@ constexpr Declaration textureRow(ParamKind kind, const char* name, std::size_t o
 #define KS_DATA_TEXTURE(Block, member) \
     ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::DataTexture, #member, offsetof(Block, member))
 
+// Rows for members reached through a nested block (`common.maskingMode`), named explicitly.
+#define KS_PARAM_AT(Block, path, name) ::ksi::paramRow<decltype(Block::path)>(name, offsetof(Block, path))
+#define KS_TEXTURE_AT(Block, path, name, kind) ::ksi::textureRow<decltype(Block::path)>(kind, name, offsetof(Block, path))
+
+// Joins groups of rows into one table, in order.
+template <std::size_t... N>
+constexpr std::array<Declaration, (N + ...)> concatRows(const std::array<Declaration, N>&... groups) {
+    std::array<Declaration, (N + ...)> rows{};
+    std::size_t next = 0;
+    ((std::copy(groups.begin(), groups.end(), rows.begin() + next), next += N), ...);
+    return rows;
+}
+
 // Announces the mask and walks the rows, handing the registry each member's address.
 void declareTable(ShaderParamRegistry* registry, IShaderBase* shader, int32_t mask, void* block,
                   const Declaration* rows, std::size_t count);
@@ -87,6 +102,12 @@ template <std::size_t N>
 inline void declareTable(ShaderParamRegistry* registry, IShaderBase* shader, int32_t mask, void* block,
                          const Declaration (&rows)[N]) {
     declareTable(registry, shader, mask, block, rows, N);
+}
+
+template <std::size_t N>
+inline void declareTable(ShaderParamRegistry* registry, IShaderBase* shader, int32_t mask, void* block,
+                         const std::array<Declaration, N>& rows) {
+    declareTable(registry, shader, mask, block, rows.data(), N);
 }
 
 // Base of every concrete class: Base is one of the three shader bases, Params the block. The

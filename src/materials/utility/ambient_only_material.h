@@ -1,0 +1,22 @@
+// kestrel_Mtl_AmbientOnly: a diagnostic material that paints a surface in the grey of its
+// ambient occlusion and nothing else; white unless showAmbientOnly is set.
+#pragma once
+
+#include "frame/parameter_table.h"
+#include "materials/physical/common_inputs.h"
+
+namespace ksi {
+
+// Only the leading ambient-occlusion and masking inputs; the masking ones are declared and
+// copied but never evaluated here.
+struct AmbientOnlyParams {
+    CommonMaterialInputs common;
+};
+
+class kestrel_Mtl_AmbientOnly final : public ParameterizedShader<MaterialShader, AmbientOnlyParams> {
+public:
+    void declareParameters(ShaderParamRegistry* registry) override;
+    void shade(RenderServices* services, ShadingRecord* record) const override;
+};
+
+}  // namespace ksi
