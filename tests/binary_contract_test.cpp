@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 #include <map>
+#include <typeinfo>
 #include <string>
 #include <utility>
 #include <vector>
@@ -43,10 +44,15 @@ void unexpectedSlot(RawObject* self) {
     self->calls.push_back({Slot});
 }
 
+// Slots 0 to N - 1, each recording an unexpected call, behind the two entries an Itanium ABI
+// table carries before slot 0: the offset to the top of the object (0) and the type information,
+// which the sanitizer's dynamic type check reads (the interface's own, as for a direct instance).
 template <std::size_t N, std::size_t... I>
-std::vector<Fn> unexpectedTable(std::index_sequence<I...>) {
-    return {reinterpret_cast<Fn>(&unexpectedSlot<static_cast<int>(I)>)...};
+std::vector<Fn> unexpectedTable(const std::type_info& type, std::index_sequence<I...>) {
+    return {nullptr, reinterpret_cast<Fn>(reinterpret_cast<std::uintptr_t>(&type)),
+            reinterpret_cast<Fn>(&unexpectedSlot<static_cast<int>(I)>)...};
 }
+constexpr int kSlot0 = 2;  // position of slot 0 in those tables
 
 // ShaderParamRegistry: 41 slots, the used ones at 1, 2, 6, 10-13, 15-18, 20 and 40.
 void declareCapabilities(RawObject* self, void* shader, int32_t mask) {
@@ -66,8 +72,8 @@ void declareVarying(RawObject* self, void* shader, int32_t type, const char* nam
 }
 const Fn* registryTable() {
     static const std::vector<Fn> table = [] {
-        std::vector<Fn> t = unexpectedTable<41>(std::make_index_sequence<41>());
-        t[1] = reinterpret_cast<Fn>(&declareCapabilities);
+        std::vector<Fn> t = unexpectedTable<41>(typeid(ksi::ShaderParamRegistry), std::make_index_sequence<41>());
+        t[kSlot0 + 1] = reinterpret_cast<Fn>(&declareCapabilities);
         for (auto [slot, fn] : std::initializer_list<std::pair<int, Fn>>{
                  {2, reinterpret_cast<Fn>(&declareMember<2>)},   {6, reinterpret_cast<Fn>(&declareMember<6>)},
                  {10, reinterpret_cast<Fn>(&declareMember<10>)}, {11, reinterpret_cast<Fn>(&declareMember<11>)},
@@ -75,12 +81,12 @@ const Fn* registryTable() {
                  {15, reinterpret_cast<Fn>(&declareMember<15>)}, {16, reinterpret_cast<Fn>(&declareMember<16>)},
                  {17, reinterpret_cast<Fn>(&declareMember<17>)}, {18, reinterpret_cast<Fn>(&declareMember<18>)},
                  {20, reinterpret_cast<Fn>(&declareMember<20>)}}) {
-            t[slot] = fn;
+            t[kSlot0 + slot] = fn;
         }
-        t[40] = reinterpret_cast<Fn>(&declareVarying);
+        t[kSlot0 + 40] = reinterpret_cast<Fn>(&declareVarying);
         return t;
     }();
-    return table.data();
+    return table.data() + kSlot0;
 }
 
 // RenderServices: 58 slots; lights may call only traceShadow at 4.
@@ -91,14 +97,15 @@ float* traceShadow(RawObject* self, float* out, const float* from, const float* 
 }
 const Fn* servicesTable() {
     static const std::vector<Fn> table = [] {
-        std::vector<Fn> t = unexpectedTable<58>(std::make_index_sequence<58>());
-        t[4] = reinterpret_cast<Fn>(&traceShadow);
+        std::vector<Fn> t = unexpectedTable<58>(typeid(ksi::RenderServices), std::make_index_sequence<58>());
+        t[kSlot0 + 4] = reinterpret_cast<Fn>(&traceShadow);
         return t;
     }();
-    return table.data();
+    return table.data() + kSlot0;
 }
 
-// Texture object: slot 1 looks up; the coordinate has `components` floats.
+// Texture object: slot 1 looks up; the coordinate has `components` floats (2 for an image,
+// 3 for a cube map).
 struct RawTexture : RawObject {
     RawTexture(const Fn* table_, int components_) : RawObject(table_), components(components_) {}
     int components;
@@ -109,13 +116,14 @@ void lookup(RawTexture* self, float* out, const float* coordinate) {
     self->calls.push_back(call);
     out[0] = 0.5f, out[1] = 0.25f, out[2] = 0.125f, out[3] = 0.0f;
 }
+template <class Interface>
 const Fn* textureTable() {
     static const std::vector<Fn> table = [] {
-        std::vector<Fn> t = unexpectedTable<2>(std::make_index_sequence<2>());
-        t[1] = reinterpret_cast<Fn>(&lookup);
+        std::vector<Fn> t = unexpectedTable<2>(typeid(Interface), std::make_index_sequence<2>());
+        t[kSlot0 + 1] = reinterpret_cast<Fn>(&lookup);
         return t;
     }();
-    return table.data();
+    return table.data() + kSlot0;
 }
 
 // The shading record as bytes at the contract's offsets.
@@ -293,7 +301,7 @@ TEST(BinaryContract, LightsCallTraceShadowAtServicesSlot4) {
 
 TEST(BinaryContract, EnvironmentsLookUpAtTextureSlot1) {
     RawShader env("kestrel_Env_Default");
-    RawTexture image(textureTable(), 2);
+    RawTexture image(textureTable<ksi::ImageTexture>(), 2);
     bindTexture(env.members().at("reflectionLatlong"), &image);
     RawRecord record;
     record.put(kRayType, int32_t{2});
@@ -307,7 +315,7 @@ TEST(BinaryContract, EnvironmentsLookUpAtTextureSlot1) {
     EXPECT_EQ(record.floats(kOutColor, 4), (std::vector<float>{0.5f, 0.25f, 0.125f, 1.0f}));
 
     RawShader plate("kestrel_Env_Backplate");
-    RawTexture cube(textureTable(), 3);
+    RawTexture cube(textureTable<ksi::CubeTexture>(), 3);
     auto members = plate.members();
     bindTexture(members.at("customCubeBackground"), &cube);
     write(members.at("backgroundMode"), int32_t{3});
