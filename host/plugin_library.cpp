@@ -134,7 +134,14 @@ std::string PluginLibrary::defaultPath() {
     std::error_code error;
     std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error) return "libkestrel_shaders.so";
-    return (program.parent_path().parent_path() / "lib" / "libkestrel_shaders.so").string();
+    // Installed, the library sits in the install's library directory (lib/x86_64-linux-gnu under
+    // /usr on Debian); in the build tree, in lib.
+    const std::filesystem::path root = program.parent_path().parent_path();
+    for (const char* directory : {KESTREL_INSTALL_LIBDIR, "lib"}) {
+        std::filesystem::path candidate = root / directory / "libkestrel_shaders.so";
+        if (std::filesystem::exists(candidate, error)) return candidate.string();
+    }
+    return (root / "lib" / "libkestrel_shaders.so").string();
 }
 
 }  // namespace kestrel
