@@ -9,29 +9,15 @@
 #include <limits>
 
 #include "recording_host.h"
+#include "shading_checks.h"
 #include "test_library.h"
 
 namespace {
 
-using kestrel::testing::createShader;
-using kestrel::testing::presetRecord;
-using kestrel::testing::RecordingCubeTexture;
-using kestrel::testing::RecordingImageTexture;
-using kestrel::testing::RecordingServices;
+using namespace kestrel::testing;
 using ksi::Float2;
 using ksi::Float3;
 using ksi::Float4;
-
-void expectColor(Float4 actual, Float4 expected) {
-    EXPECT_EQ(actual.x, expected.x);
-    EXPECT_EQ(actual.y, expected.y);
-    EXPECT_EQ(actual.z, expected.z);
-    EXPECT_EQ(actual.w, expected.w);
-}
-
-Float2 latLong(Float3 v) {
-    return {std::atan2(-v.y, v.x) * 0.1591549f + 0.25f, std::asin(v.z) * 0.3183099f + 0.5f};
-}
 
 const Float3 kBackground{0.1f, 0.5f, 0.7f};
 constexpr float kGlobalGain = 2.0f;
@@ -42,7 +28,6 @@ struct BackplateRig {
     kestrel::ShaderInstance shader = createShader("kestrel_Env_Backplate");
     RecordingImageTexture source, custom2D;
     RecordingCubeTexture cube;
-    RecordingServices services;
 
     BackplateRig() {
         source.texel = {0.25f, 0.5f, 0.75f, 0.125f};
@@ -68,15 +53,7 @@ struct BackplateRig {
         record.screenSize[0] = width;
         record.screenSize[1] = height;
         record.rayDir = direction;
-        const ksi::ShadingRecord before = record;
-        shader.environment().shade(&services, &record);
-        const std::size_t begin = offsetof(ksi::ShadingRecord, outColor), end = begin + sizeof(Float4);
-        const auto* a = reinterpret_cast<const unsigned char*>(&before);
-        const auto* b = reinterpret_cast<const unsigned char*>(&record);
-        EXPECT_EQ(std::memcmp(a, b, begin), 0);
-        EXPECT_EQ(std::memcmp(a + end, b + end, sizeof record - end), 0);
-        EXPECT_TRUE(services.log.calls().empty()) << "no render service is called";
-        return record.outColor;
+        return shadeEnvironment(shader, record);
     }
 };
 
@@ -126,11 +103,9 @@ TEST(BackplateEnvironment, EnvironmentUsesTheGlobalMatrixAsAColumnProduct) {
     const Float3 d{0.48f, -0.6f, 0.64f};
     plate.shader.set("globalIBLMatrix", m);
     plate.shade(2, 0, {0.0f, 0.0f}, d);
-    const Float3 v{m.m[0] * d.x + m.m[1] * d.y + m.m[2] * d.z, m.m[3] * d.x + m.m[4] * d.y + m.m[5] * d.z,
-                   m.m[6] * d.x + m.m[7] * d.y + m.m[8] * d.z};
     ASSERT_EQ(plate.source.lookups.size(), 1u);
-    EXPECT_EQ(plate.source.lookups[0].x, latLong(v).x);
-    EXPECT_EQ(plate.source.lookups[0].y, latLong(v).y);
+    EXPECT_EQ(plate.source.lookups[0].x, latLongOf(m, d).x);
+    EXPECT_EQ(plate.source.lookups[0].y, latLongOf(m, d).y);
 }
 
 TEST(BackplateEnvironment, FlatModeIgnoresTheGains) {
@@ -221,16 +196,20 @@ Float3 cameraDirection(const Camera& c, Float2 p) {
     float k = 1.0f / c.closeUp;
     float x = k * (2.0f * sx - 1.0f) * 0.5f * c.window.x;
     float y = k * (2.0f * (1.0f - sy) - 1.0f) * 0.5f * c.window.y + c.horizon;
-    const float* t = c.transform.m;
-    Float3 d{t[0] * x + t[1] * y + t[2], t[4] * x + t[5] * y + t[6], t[8] * x + t[9] * y + t[10]};
-    float length = std::sqrt(d.x * d.x + d.y * d.y + d.z * d.z);
+    // Rows of the transform times (x, y, 1, 0); normalised unless zero.
+    float d[3];
+    for (int i = 0; i < 3; ++i) d[i] = c.transform.m[4 * i] * x + c.transform.m[4 * i + 1] * y + c.transform.m[4 * i + 2];
+    float length = std::sqrt(d[0] * d[0] + d[1] * d[1] + d[2] * d[2]);
     if (length > 0.0f) {
-        float r = 1.0f / length;
-        d = {d.x * r, d.y * r, d.z * r};
+        float reciprocal = 1.0f / length;
+        for (float& component : d) component *= reciprocal;
     }
-    const float* m = c.rotation.m;
-    return {d.x * m[0] + d.y * m[3] + d.z * m[6], d.x * m[1] + d.y * m[4] + d.z * m[7],
-            d.x * m[2] + d.y * m[5] + d.z * m[8]};
+    // Then the row vector times the rotation's columns.
+    float w[3];
+    for (int j = 0; j < 3; ++j) {
+        w[j] = d[0] * c.rotation.m[j] + d[1] * c.rotation.m[3 + j] + d[2] * c.rotation.m[6 + j];
+    }
+    return {w[0], w[1], w[2]};
 }
 
 TEST(BackplateEnvironment, CameraModesLookUpTheViewDirection) {
@@ -282,8 +261,8 @@ TEST(BackplateEnvironment, CameraModesLookUpTheViewDirection) {
             } else {
                 const auto& lookups = mode == 1 ? plate.source.lookups : plate.custom2D.lookups;
                 ASSERT_EQ(lookups.size(), 1u);
-                EXPECT_EQ(lookups[0].x, latLong(w).x);
-                EXPECT_EQ(lookups[0].y, latLong(w).y);
+                EXPECT_EQ(lookups[0].x, latLongOf(w).x);
+                EXPECT_EQ(lookups[0].y, latLongOf(w).y);
                 texel = mode == 1 ? plate.source.texel : plate.custom2D.texel;
             }
             const float gain = kBackplateGain * kGlobalGain;

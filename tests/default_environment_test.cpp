@@ -7,34 +7,19 @@
 #include <cstring>
 
 #include "recording_host.h"
+#include "shading_checks.h"
 #include "test_library.h"
 
 namespace {
 
-using kestrel::testing::createShader;
-using kestrel::testing::presetRecord;
-using kestrel::testing::RecordingImageTexture;
-using kestrel::testing::RecordingServices;
+using namespace kestrel::testing;
 using ksi::Float2;
 using ksi::Float3;
 using ksi::Float4;
 
-void expectColor(Float4 actual, Float4 expected) {
-    EXPECT_EQ(actual.x, expected.x);
-    EXPECT_EQ(actual.y, expected.y);
-    EXPECT_EQ(actual.z, expected.z);
-    EXPECT_EQ(actual.w, expected.w);
-}
-
-// The lat-long coordinate of an already rotated direction.
-Float2 latLong(Float3 v) {
-    return {std::atan2(-v.y, v.x) * 0.1591549f + 0.25f, std::asin(v.z) * 0.3183099f + 0.5f};
-}
-
 struct Environment {
     kestrel::ShaderInstance shader = createShader("kestrel_Env_Default");
     RecordingImageTexture image;
-    RecordingServices services;
 
     Environment() { shader.bindTexture("reflectionLatlong", &image); }
 
@@ -44,15 +29,7 @@ struct Environment {
         record.rayType = rayType;
         record.rayDir = direction;
         record.throughMatte = throughMatte;
-        const ksi::ShadingRecord before = record;
-        shader.environment().shade(&services, &record);
-        const std::size_t begin = offsetof(ksi::ShadingRecord, outColor), end = begin + sizeof(Float4);
-        const auto* a = reinterpret_cast<const unsigned char*>(&before);
-        const auto* b = reinterpret_cast<const unsigned char*>(&record);
-        EXPECT_EQ(std::memcmp(a, b, begin), 0);
-        EXPECT_EQ(std::memcmp(a + end, b + end, sizeof record - end), 0);
-        EXPECT_TRUE(services.log.calls().empty()) << "no render service is called";
-        return record.outColor;
+        return shadeEnvironment(shader, record);
     }
 };
 
@@ -141,11 +118,9 @@ TEST(DefaultEnvironment, LatLongCoordinates) {
     Environment env;
     env.shader.set("globalIBLMatrix", m);
     env.shade(4, d);
-    const Float3 v{m.m[0] * d.x + m.m[1] * d.y + m.m[2] * d.z, m.m[3] * d.x + m.m[4] * d.y + m.m[5] * d.z,
-                   m.m[6] * d.x + m.m[7] * d.y + m.m[8] * d.z};
     ASSERT_EQ(env.image.lookups.size(), 1u);
-    EXPECT_EQ(env.image.lookups[0].x, latLong(v).x);
-    EXPECT_EQ(env.image.lookups[0].y, latLong(v).y);
+    EXPECT_EQ(env.image.lookups[0].x, latLongOf(m, d).x);
+    EXPECT_EQ(env.image.lookups[0].y, latLongOf(m, d).y);
 }
 
 TEST(DefaultEnvironment, GradingStepsInOrder) {

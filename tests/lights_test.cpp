@@ -9,32 +9,21 @@
 #include <string>
 
 #include "recording_host.h"
+#include "shading_checks.h"
 #include "test_library.h"
 
 namespace {
 
-using kestrel::testing::createShader;
-using kestrel::testing::presetRecord;
-using kestrel::testing::RecordingServices;
+using namespace kestrel::testing;
 using ksi::Float3;
 
 const Float3 kPresetColor{-1.0f, -2.0f, -3.0f};
 const Float3 kPresetShadow{-4.0f, -5.0f, -6.0f};
 
-void expectFloat3(Float3 actual, Float3 expected, const char* what) {
-    EXPECT_EQ(actual.x, expected.x) << what;
-    EXPECT_EQ(actual.y, expected.y) << what;
-    EXPECT_EQ(actual.z, expected.z) << what;
-}
-
 // Every byte of the record except the two light outputs is as it was.
 void expectOnlyLightOutputsChanged(const ksi::ShadingRecord& before, const ksi::ShadingRecord& after) {
-    const auto* a = reinterpret_cast<const unsigned char*>(&before);
-    const auto* b = reinterpret_cast<const unsigned char*>(&after);
-    const std::size_t begin = offsetof(ksi::ShadingRecord, outLightColor);
-    const std::size_t end = offsetof(ksi::ShadingRecord, outLightShadow) + sizeof(Float3);
-    EXPECT_EQ(std::memcmp(a, b, begin), 0);
-    EXPECT_EQ(std::memcmp(a + end, b + end, sizeof before - end), 0);
+    kestrel::testing::expectUnchangedOutside(before, after, offsetof(ksi::ShadingRecord, outLightColor),
+                                             offsetof(ksi::ShadingRecord, outLightShadow) + sizeof(Float3));
 }
 
 // A light sample at distance d from the light, lightDir at cosine c off the axis (+z).

@@ -9,15 +9,12 @@
 
 #include <kestrel/types.h>
 
+#include "shading_checks.h"
+
 namespace {
 
+using kestrel::testing::expectFloat3;
 using ksi::Float3;
-
-void expectFloat3(Float3 actual, Float3 expected) {
-    EXPECT_EQ(actual.x, expected.x);
-    EXPECT_EQ(actual.y, expected.y);
-    EXPECT_EQ(actual.z, expected.z);
-}
 
 TEST(Maths, ConstantsHaveTheirExactFloatBits) {
     EXPECT_EQ(std::bit_cast<uint32_t>(ksi::kTwoPi), 0x40C90FDBu);

@@ -7,25 +7,15 @@
 #include <cstring>
 
 #include "recording_host.h"
+#include "shading_checks.h"
 #include "test_library.h"
 
 namespace {
 
-using kestrel::testing::createShader;
-using kestrel::testing::presetRecord;
-using kestrel::testing::RecordingServices;
+using namespace kestrel::testing;
 using ksi::Float3;
 
 constexpr float kPresetAlpha = 0.4f;  // outColor's alpha in presetRecord()
-
-// Every byte outside [begin, end) is as it was.
-void expectUnchangedOutside(const ksi::ShadingRecord& before, const ksi::ShadingRecord& after, std::size_t begin,
-                            std::size_t end) {
-    const auto* a = reinterpret_cast<const unsigned char*>(&before);
-    const auto* b = reinterpret_cast<const unsigned char*>(&after);
-    EXPECT_EQ(std::memcmp(a, b, begin), 0) << "bytes before " << begin << " changed";
-    EXPECT_EQ(std::memcmp(a + end, b + end, sizeof before - end), 0) << "bytes from " << end << " changed";
-}
 
 constexpr std::size_t kRgbBegin = offsetof(ksi::ShadingRecord, outColor);
 constexpr std::size_t kRgbEnd = kRgbBegin + 3 * sizeof(float);
