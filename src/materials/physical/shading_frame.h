@@ -20,4 +20,14 @@ inline Float3 toLocal(const ShadingFrame& frame, Float3 v) {
                             clamp(dot(v, frame.N), -1.0f, 1.0f)));
 }
 
+// Local to world: d.x T + d.y B + d.z N.
+inline Float3 fromLocal(const ShadingFrame& frame, Float3 d) { return d.x * frame.T + d.y * frame.B + d.z * frame.N; }
+
+// Re-orthonormalises T and B against N after N changed: T loses its component along N, B
+// completes the frame. A vector that collapses to zero length is kept as it is.
+inline void orthonormalize(ShadingFrame& frame) {
+    frame.T = normalize(frame.T - frame.N * dot(frame.T, frame.N));
+    frame.B = normalize(cross(frame.N, frame.T));
+}
+
 }  // namespace ksi
