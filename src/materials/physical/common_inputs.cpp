@@ -137,17 +137,19 @@ Float3 reflectClampedToSurface(Float3 rayDirection, Float3 geometricNormal, Floa
     return normalize(s * I + t * N);
 }
 
+Float4 blendWithTransmission(RenderServices* services, const ShadingRecord& record, Float3 mask, Float4 color) {
+    if (isZero(mask)) return color;
+    // Whatever the cut-away part lets through, seen straight through the surface.
+    Float4 behind;
+    services->traceTransmission(&behind, &record.position, &record.rayDir, 1.0f);
+    return Float4(lerp3(color.xyz(), behind.xyz(), mask), behind.w);
+}
+
 void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, Float3 terms,
                          Float3 ambientTerm, Float3 ao, const CommonTint* tint) {
     Float4 color(terms + ambientTerm * ao, 1.0f);
     if (tint && tint->u_commonTintEnable) setRgb(color, color.xyz() * tint->u_commonTintColor.xyz());
-    if (!isZero(mask)) {
-        // Whatever the cut-away part lets through, seen straight through the surface.
-        Float4 behind;
-        services->traceTransmission(&behind, &record->position, &record->rayDir, 1.0f);
-        color = Float4(lerp3(color.xyz(), behind.xyz(), mask), behind.w);
-    }
-    record->outColor = color;
+    record->outColor = blendWithTransmission(services, *record, mask, color);
 }
 
 }  // namespace ksi

@@ -130,6 +130,11 @@ bool clippedAway(const GlobalClipInputs& clip, ShadingRecord* record);
 // G at a cosine of at least 0.05 (all three unit vectors, I pointing into the surface).
 Float3 reflectClampedToSurface(Float3 rayDirection, Float3 geometricNormal, Float3 normal);
 
+// What lies behind the cut-away part of the surface, blended in by the mask m per channel:
+// rgb = (1 - m) rgb + m behind.rgb, alpha = behind's. A zero mask traces nothing and returns the
+// colour as it is.
+Float4 blendWithTransmission(RenderServices* services, const ShadingRecord& record, Float3 mask, Float4 color);
+
 // The common tail of shade: terms + ambientTerm x ao, the tint (when given and enabled), alpha
 // 1, then the blend with what lies behind by the mask; writes outColor.
 void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, Float3 terms,
