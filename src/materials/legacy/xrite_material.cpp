@@ -1,5 +1,6 @@
 #include "materials/legacy/xrite_material.h"
 
+#include <array>
 #include <cmath>
 
 #include "frame/exports.h"
