@@ -347,19 +347,6 @@ TEST(XRiteMaterial, FresnelQuadrupleAtNormalAndGrazingView) {
     }
 }
 
-// F is not bounded from below: a negative base brightens the base, and the reflection subtracts.
-TEST(XRiteMaterial, NegativeFresnelIsNotClamped) {
-    Paint paint;
-    paint.bindAll();
-    paint.shader.set("xriteIsSolid", true);
-    paint.shader.set("xriteDiffuse", Float3(1.0f));
-    paint.shader.set("fresnel", Float4(-0.2f, 0.0f, 1.0f, 1.0f));
-    paint.diffuse.texel = {0.5f, 0.5f, 0.5f, 1.0f};
-    paint.services.traceAnswer = Float3(1.0f);
-    Float3 color = paint.shade();
-    EXPECT_EQ(color.x, srgb(0.5f) * 1.2f + -0.2f);
-}
-
 // reverseNormal turns both normals; faceForward turns them on back-side hits whatever
 // reverseNormal says. The light list and the diffuse cube see the turned normal, the Fresnel
 // factor the turned object normal; the occlusion query uses the record's own normal.
@@ -403,24 +390,25 @@ TEST(XRiteMaterial, NormalFlipCombinations) {
     }
 }
 
-// Solid paint reads no flakes: clamp01(ao x (sRGB(Db) x (1 - F) + Er x F)).
+// Solid paint reads no flakes: clamp01(ao x (sRGB(Db) x (1 - F) + Er x F)). F is not bounded
+// from below: a negative base brightens the paint and takes from the reflection.
 TEST(XRiteMaterial, SolidModeIsBasePlusReflection) {
     Paint paint;
     paint.bindAll();
     paint.shader.set("xriteIsSolid", true);
     paint.shader.set("xriteDiffuse", Float3(0.5f, 1.0f, 2.0f));
     paint.shader.set("diffIntensity", 2.0f);
-    paint.diffuse.texel = {0.2f, 0.1f, 0.05f, 1.0f};
-    paint.services.traceAnswer = {0.5f, 1.5f, 60.0f};
+    paint.shader.set("fresnel", Float4(-0.2f, 0.0f, 1.0f, 1.0f));
+    paint.diffuse.texel = {0.2f, 0.1f, 0.05f, 1.0f};  // Db = 0.2 in every channel
+    paint.services.traceAnswer = {0.5f, 1.5f, -60.0f};
     paint.services.occlusionAnswer = Float3(0.5f);  // ao = 0.5 with a black occlusion colour
     Float3 color = paint.shade();
     EXPECT_TRUE(paint.flakes.lookups.empty());
     EXPECT_TRUE(paint.specular.lookups.empty());
     EXPECT_TRUE(paint.reflect.lookups.empty());
-    const float F = 0.04f;  // the default quadruple at normal incidence
-    const float base = srgb(0.2f);  // every channel's Db is 0.2
-    EXPECT_FLOAT_EQ(color.x, 0.5f * (base * (1.0f - F) + 0.5f * F));
-    EXPECT_FLOAT_EQ(color.y, 0.5f * (base * (1.0f - F) + 1.5f * F));
+    const float F = -0.2f;
+    EXPECT_FLOAT_EQ(color.x, 0.5f * (srgb(0.2f) * (1.0f - F) + 0.5f * F));
+    EXPECT_FLOAT_EQ(color.y, 0.5f * (srgb(0.2f) * (1.0f - F) + 1.5f * F));
     EXPECT_EQ(color.z, 1.0f);
 }
 
