@@ -2,6 +2,7 @@
 
 #include "environments/latlong.h"
 #include "frame/exports.h"
+#include "frame/texture_conventions.h"
 #include "frame/texture_lookup.h"
 
 namespace ksi {
@@ -105,7 +106,7 @@ Float3 kestrel_Env_Backplate::cameraViewColor(Float2 p) const {
 
     switch (params.backgroundMode) {
         case kModeSourceLatLong: return lookupTexture(params.environmentSourceImage, latLongCoordinate(w)).xyz();
-        case kModeCube: return lookupCubeTexture(params.customCubeBackground, {w.x, w.z, -w.y}).xyz();
+        case kModeCube: return lookupCubeAlong(params.customCubeBackground, w).xyz();
         case kModeCustomLatLong: return lookupTexture(params.custom2DBackground, latLongCoordinate(w)).xyz();
         default: return {1.0f, 1.0f, 0.0f};  // unknown modes show yellow
     }
