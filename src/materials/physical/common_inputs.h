@@ -142,15 +142,26 @@ struct MaterialTerms {
     Float3 attenuationColor{0.0f, 0.0f, 0.0f};  // dims the ambient occlusion
 };
 
+// The normals the shade sequence works with: the record's, or a material's own oriented copies.
+struct SurfaceNormals {
+    Float3 normal;
+    Float3 geomNormal;
+    Float3 objectNormal;
+};
+
+inline SurfaceNormals recordNormals(const ShadingRecord& record) {
+    return {record.normal, record.geomNormal, record.objectNormal};
+}
+
 // The whole shade sequence of the newer materials: mask (returning with noContribution when the
 // sample is fully cut away), the material's lighting, ambient occlusion (unless
 // withAmbientOcclusion is false) and finishMaterialShade. lighting() returns MaterialTerms.
 template <class Lighting>
 void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint* tint, const VaryingLayout& layout,
                            bool withAmbientOcclusion, RenderServices* services, ShadingRecord* record,
-                           Lighting&& lighting) {
+                           const SurfaceNormals& normals, Lighting&& lighting) {
     Float3 mask = evaluateMasking(inputs, readVarying<Float2>(*record, layout.uv), record->objectPosition,
-                                  record->objectNormal);
+                                  normals.objectNormal);
     if (mask == Float3(1.0f)) {
         record->noContribution = 1;
         return;
@@ -161,9 +172,17 @@ void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint*
         float weight = 1.0f - minComponent(mask);
         ao = evaluateAmbientOcclusion(inputs, services, readVarying<Float2>(*record, layout.uv1),
                                       readVarying<Float4>(*record, layout.vtxcolor), terms.attenuationColor,
-                                      record->position, record->normal, record->rayDir, record->geomNormal, weight);
+                                      record->position, normals.normal, record->rayDir, normals.geomNormal, weight);
     }
     finishMaterialShade(services, record, mask, terms.added, terms.ambient, ao, tint);
+}
+
+template <class Lighting>
+void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint* tint, const VaryingLayout& layout,
+                           bool withAmbientOcclusion, RenderServices* services, ShadingRecord* record,
+                           Lighting&& lighting) {
+    shadeWithCommonInputs(inputs, tint, layout, withAmbientOcclusion, services, record, recordNormals(*record),
+                          static_cast<Lighting&&>(lighting));
 }
 
 }  // namespace ksi
