@@ -29,7 +29,7 @@ std::size_t editDistance(const std::string& a, const std::string& b) {
 std::vector<std::string> closeMatches(const std::string& name, const std::vector<std::string>& candidates,
                                       std::size_t limit) {
     const std::string key = lower(name);
-    const std::size_t allowed = std::max<std::size_t>(2, key.size() / 5);
+    const std::size_t allowed = std::max<std::size_t>(2, key.size() / 3);
     std::vector<std::pair<std::size_t, std::string>> scored;
     for (const std::string& candidate : candidates) {
         const std::string c = lower(candidate);

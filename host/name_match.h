@@ -7,7 +7,7 @@
 namespace kestrel {
 
 // Up to `limit` candidates nearest to `name` by edit distance (ignoring case), nearest first;
-// only candidates within a fifth of the name's length (at least 2 edits) or sharing it as a
+// only candidates within a third of the name's length (at least 2 edits) or sharing it as a
 // substring qualify.
 std::vector<std::string> closeMatches(const std::string& name, const std::vector<std::string>& candidates,
                                       std::size_t limit = 3);

@@ -35,13 +35,22 @@ T readAt(const std::vector<char>& bytes, std::size_t offset, const std::string& 
 }  // namespace
 
 std::vector<std::string> readExportedSymbols(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) {
+        throw LoadError("'" + path + "' is not a regular file, so it cannot be a shared library");
+    }
     std::ifstream file(path, std::ios::binary);
     if (!file) throw LoadError("cannot open '" + path + "': " + std::strerror(errno));
     std::vector<char> bytes((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
 
-    const auto header = readAt<Elf64_Ehdr>(bytes, 0, path);
-    if (std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 || header.e_ident[EI_CLASS] != ELFCLASS64) {
-        throw LoadError("'" + path + "' is not a 64-bit ELF shared library");
+    // Too short for an ELF header, or another header: not a library at all, rather than a
+    // truncated one.
+    Elf64_Ehdr header{};
+    if (bytes.size() >= sizeof header) std::memcpy(&header, bytes.data(), sizeof header);
+    if (bytes.size() < sizeof header || std::memcmp(header.e_ident, ELFMAG, SELFMAG) != 0 ||
+        header.e_ident[EI_CLASS] != ELFCLASS64) {
+        throw LoadError("'" + path +
+                        "' is not a 64-bit ELF shared library: it does not start with a 64-bit ELF header");
     }
     std::vector<Elf64_Shdr> sections;
     for (std::size_t i = 0; i < header.e_shnum; ++i) {
@@ -52,6 +61,9 @@ std::vector<std::string> readExportedSymbols(const std::string& path) {
         if (section.sh_type != SHT_DYNSYM || section.sh_entsize != sizeof(Elf64_Sym)) continue;
         if (section.sh_link >= sections.size()) throw LoadError("'" + path + "' has a broken dynamic symbol table");
         const Elf64_Shdr& strings = sections[section.sh_link];
+        if (strings.sh_offset > bytes.size() || bytes.size() - strings.sh_offset < strings.sh_size) {
+            throw LoadError("'" + path + "' is truncated: its symbol name table reaches past the end of the file");
+        }
         for (std::size_t i = 1; i < section.sh_size / sizeof(Elf64_Sym); ++i) {
             const auto symbol = readAt<Elf64_Sym>(bytes, section.sh_offset + i * sizeof(Elf64_Sym), path);
             if (symbol.st_shndx == SHN_UNDEF || ELF64_ST_TYPE(symbol.st_info) != STT_FUNC) continue;
@@ -73,7 +85,8 @@ ShaderPtr ShaderClass::instantiate() const {
 }
 
 PluginLibrary::PluginLibrary(const std::string& path) : path_(path) {
-    if (!std::filesystem::exists(path)) {
+    std::error_code error;
+    if (!std::filesystem::exists(path, error)) {
         throw LoadError("shader library '" + path + "' does not exist");
     }
     // The class list comes from the file itself: it also tells a wrong file from a broken one.
@@ -121,7 +134,14 @@ std::string PluginLibrary::defaultPath() {
     std::error_code error;
     std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error) return "libkestrel_shaders.so";
-    return (program.parent_path().parent_path() / "lib" / "libkestrel_shaders.so").string();
+    // Installed, the library sits in the install's library directory (lib/x86_64-linux-gnu under
+    // /usr on Debian); in the build tree, in lib.
+    const std::filesystem::path root = program.parent_path().parent_path();
+    for (const char* directory : {KESTREL_INSTALL_LIBDIR, "lib"}) {
+        std::filesystem::path candidate = root / directory / "libkestrel_shaders.so";
+        if (std::filesystem::exists(candidate, error)) return candidate.string();
+    }
+    return (root / "lib" / "libkestrel_shaders.so").string();
 }
 
 }  // namespace kestrel

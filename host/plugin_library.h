@@ -49,7 +49,8 @@ public:
     // export, or an interface version other than ksi::kApiVersion.
     ShaderClass findClass(const std::string& className) const;
 
-    // The library beside the running program (in <dir of program>/../lib), as built or installed.
+    // The library beside the running program: <dir of program>/../<install library directory>
+    // when installed, <dir of program>/../lib in the build tree.
     static std::string defaultPath();
 
 private:

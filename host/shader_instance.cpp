@@ -110,14 +110,19 @@ const char* valueTypeName(const ParamValue& value) {
                                            ParamType::Matrix3, ParamType::Matrix4, ParamType::Texture};
     return typeName(kTypes[value.index()]);
 }
+
+// "an int", "a float3": every type name but "int" starts with a consonant sound.
+std::string withArticle(const char* typeName) {
+    return (typeName[0] == 'i' ? "an " : "a ") + std::string(typeName);
+}
 }  // namespace
 
 void ShaderInstance::set(const std::string& name, const ParamValue& value) {
     const ParameterDeclaration& p = parameter(name);
     bool textureMatch = isTexture(p.type) && std::holds_alternative<ksi::TextureHandle>(value);
     if (!textureMatch && !holdsType(p.type, value)) {
-        throw ParameterError(className_ + " parameter '" + name + "' is a " + typeName(p.type) + ", not a " +
-                             valueTypeName(value));
+        throw ParameterError(className_ + " parameter '" + name + "' is " + withArticle(typeName(p.type)) + ", not " +
+                             withArticle(valueTypeName(value)));
     }
     writeValue(p.type, p.address, value);
 }
@@ -125,7 +130,8 @@ void ShaderInstance::set(const std::string& name, const ParamValue& value) {
 void ShaderInstance::bindTexture(const std::string& name, ksi::TextureObject* object, int32_t index) {
     const ParameterDeclaration& p = parameter(name);
     if (!isTexture(p.type)) {
-        throw ParameterError(className_ + " parameter '" + name + "' is a " + typeName(p.type) + ", not a texture");
+        throw ParameterError(className_ + " parameter '" + name + "' is " + withArticle(typeName(p.type)) +
+                             ", not a texture");
     }
     ksi::TextureHandle handle;
     handle.object = object;

@@ -1,7 +1,9 @@
 // kestrel-info: the catalogue of a shader library. Without a class name it lists every class
 // the library exports; with class names it prints each one's parameters in declaration order
 // with type and default, and its varyings.
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -21,9 +23,16 @@ using nlohmann::ordered_json;
 constexpr int kExitLoadFailure = 1;
 constexpr int kExitUnknownClass = 2;
 
+// The shortest decimal that reads back as the float: 0.1 rather than the double nearest to
+// 0.1f, 0.10000000149011612.
+ordered_json floatJson(float value) {
+    if (!std::isfinite(value)) return value;
+    return std::strtod(kestrel::formatFloat(value).c_str(), nullptr);
+}
+
 ordered_json floatsJson(const float* values, int count) {
     ordered_json array = ordered_json::array();
-    for (int i = 0; i < count; ++i) array.push_back(values[i]);
+    for (int i = 0; i < count; ++i) array.push_back(floatJson(values[i]));
     return array;
 }
 
@@ -37,7 +46,7 @@ ordered_json valueJson(const ParamValue& value) {
     struct Visitor {
         ordered_json operator()(bool v) const { return v; }
         ordered_json operator()(int32_t v) const { return v; }
-        ordered_json operator()(float v) const { return v; }
+        ordered_json operator()(float v) const { return floatJson(v); }
         ordered_json operator()(const ksi::Float2& v) const { return floatsJson(&v.x, 2); }
         ordered_json operator()(const ksi::Float3& v) const { return floatsJson(&v.x, 3); }
         ordered_json operator()(const ksi::Float4& v) const { return floatsJson(&v.x, 4); }

@@ -28,7 +28,7 @@ struct BackplateEnvironmentParams {
     Float2 uv_offset{0.0f, 0.0f};
     Float2 render_size{-1.0f, -1.0f};
     Float2 viewport_size{-1.0f, -1.0f};
-    bool u_hasLightRepresentation = false;
+    ParamBool u_hasLightRepresentation = false;
 };
 
 class kestrel_Env_Backplate final : public ParameterizedShader<EnvironmentShader, BackplateEnvironmentParams> {

@@ -16,8 +16,8 @@ struct DefaultEnvironmentParams {
     float reflectIBLSaturation = 1.0f;
     Float3 backgroundColor{0.0f, 0.5f, 0.7f};
     TextureHandle reflectionLatlong;
-    bool u_hasLightRepresentation = false;  // declared and copied, not read
-    bool useBackgroundGeometry = false;     // the backdrop is drawn by a background surface
+    ParamBool u_hasLightRepresentation = false;  // declared and copied, not read
+    ParamBool useBackgroundGeometry = false;     // the backdrop is drawn by a background surface
 };
 
 class kestrel_Env_Default final : public ParameterizedShader<EnvironmentShader, DefaultEnvironmentParams> {

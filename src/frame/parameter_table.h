@@ -18,6 +18,17 @@
 
 namespace ksi {
 
+// A bool parameter as the host writes it: one byte, true when nonzero. A C++ bool member
+// would make every byte other than 0 and 1 undefined on load (and comparisons of it wrong), yet
+// hosts may write any nonzero byte for true.
+struct ParamBool {
+    uint8_t byte = 0;
+    ParamBool() = default;
+    constexpr ParamBool(bool value) : byte(value ? 1 : 0) {}
+    constexpr operator bool() const { return byte != 0; }
+};
+static_assert(sizeof(ParamBool) == 1 && std::is_trivially_copyable_v<ParamBool>);
+
 // The registry operation a row is declared with.
 enum class ParamKind : uint8_t {
     Bool,
@@ -43,7 +54,9 @@ struct Declaration {
 
 template <class T>
 constexpr ParamKind paramKindOf() {
-    if constexpr (std::is_same_v<T, bool>) return ParamKind::Bool;
+    // A plain bool member is still accepted, but reading it is undefined for bytes other than 0
+    // and 1: parameter blocks use ParamBool.
+    if constexpr (std::is_same_v<T, ParamBool> || std::is_same_v<T, bool>) return ParamKind::Bool;
     else if constexpr (std::is_same_v<T, int32_t>) return ParamKind::Int;
     else if constexpr (std::is_same_v<T, float>) return ParamKind::Float;
     else if constexpr (std::is_same_v<T, Float2>) return ParamKind::Float2;

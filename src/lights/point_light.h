@@ -7,7 +7,7 @@ namespace ksi {
 
 struct PointLightParams {
     Float3 color{1.0f, 0.5f, 0.1f};
-    bool castShadows = true;
+    ParamBool castShadows = true;
     float range = 10000.0f;
     Float3 attenuationFactors{1.0f, 0.0f, 0.0f};  // reference distance, distance exponent, (unused)
 };

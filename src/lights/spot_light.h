@@ -9,7 +9,7 @@ struct SpotLightParams {
     Float3 color{0.1f, 1.0f, 0.5f};
     float range = 10000.0f;
     Float3 attenuationFactors{1.0f, 0.0f, 0.0f};  // reference distance, distance exponent, off-axis exponent
-    bool castShadows = true;
+    ParamBool castShadows = true;
     float cosPenumbra = 0.9f;  // outer cone: nothing is lit beyond it
     float cosUmbra = 0.95f;    // inner cone: full strength within it
 };

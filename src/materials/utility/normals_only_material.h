@@ -7,9 +7,9 @@
 namespace ksi {
 
 struct NormalsOnlyParams {
-    bool reverseNormal = false;  // swaps the front and back colours
-    bool faceForward = false;    // everything green
-    bool faceLight = false;      // everything olive
+    ParamBool reverseNormal = false;  // swaps the front and back colours
+    ParamBool faceForward = false;    // everything green
+    ParamBool faceLight = false;      // everything olive
 };
 
 class kestrel_Mtl_NormalsOnly final : public ParameterizedShader<MaterialShader, NormalsOnlyParams> {

@@ -10,7 +10,7 @@ struct ShadowPlaneParams {
     Float3 shadowColor{0.0f, 0.0f, 0.0f};  // what full shadow and full occlusion tint towards
     float shadowIntensity = 0.7f;          // how far full shadow moves towards shadowColor
     float receiveShadow = 1.0f;            // 0: the plane contributes nothing
-    bool draw_mere_shadow = false;         // alpha becomes a hard shadow mask
+    ParamBool draw_mere_shadow = false;         // alpha becomes a hard shadow mask
 };
 
 class kestrel_Mtl_ShadowPlane final : public ParameterizedShader<MaterialShader, ShadowPlaneParams> {

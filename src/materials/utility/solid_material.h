@@ -7,8 +7,8 @@
 namespace ksi {
 
 struct SolidParams {
-    bool reverseNormal = false;  // declared for compatibility; the absolute cosine makes it moot
-    bool faceForward = false;    // likewise
+    ParamBool reverseNormal = false;  // declared for compatibility; the absolute cosine makes it moot
+    ParamBool faceForward = false;    // likewise
     int32_t patchState = 0;      // 0 and 1 mauve, 2 light grey, anything else black
 };
 
