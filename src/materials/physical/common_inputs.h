@@ -21,19 +21,19 @@ struct CommonMaterialInputs {
     int32_t ambientOcclusionMode = 0;
     float ambientOcclusionFactor = 1.0f;
     Float3 ambientOcclusionColor{0.0f, 0.0f, 0.0f};  // what full occlusion fades to
-    bool usePrecalcAO = true;
-    bool showAmbientOnly = false;   // read only by the ambient-only material
-    bool usingRaytracedAO = false;  // likewise
+    ParamBool usePrecalcAO = true;
+    ParamBool showAmbientOnly = false;   // read only by the ambient-only material
+    ParamBool usingRaytracedAO = false;  // likewise
     // Masking: how much of the surface is cut away, per channel (0 opaque, 1 gone). Mode -1
     // none, 0 constant colour, 1 uv texture, 2 planar, 3 box, 4 cylindrical projection.
     Float3 maskingColor{0.0f, 0.0f, 0.0f};
     int32_t maskingMode = 0;
     TextureHandle maskingTexture;
     Float4x4 maskingTextureMatrix = Float4x4::identity();  // object space to projection space
-    bool maskingInvertTexture = false;
+    ParamBool maskingInvertTexture = false;
     float maskingAngularRepeat = 1.0f;
     Float3x3 maskingUVMatrix = Float3x3::identity();
-    bool maskingFromAlpha = false;
+    ParamBool maskingFromAlpha = false;
 };
 
 // A list of clipping planes in a one-dimensional float texture: texel 0 holds the count n,
@@ -41,12 +41,12 @@ struct CommonMaterialInputs {
 // of every plane.
 struct GlobalClipInputs {
     TextureHandle u_globalClippingMap;
-    bool u_globalClippingMapEnable = false;
+    ParamBool u_globalClippingMapEnable = false;
 };
 
 // Multiplies the final colour's RGB; the fourth component is not used.
 struct CommonTint {
-    bool u_commonTintEnable = false;
+    ParamBool u_commonTintEnable = false;
     Float4 u_commonTintColor{1.0f, 1.0f, 1.0f, 1.0f};
 };
 
