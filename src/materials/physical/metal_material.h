@@ -11,37 +11,37 @@ namespace ksi {
 
 struct MetalParams {
     CommonMaterialInputs common;
-    bool LatticeAODisable = false;
+    ParamBool LatticeAODisable = false;
     GlobalClipInputs clip;
-    bool u_flecksEnable = false;
+    ParamBool u_flecksEnable = false;
     Float3 u_flecksDiffuseColor{1.0f, 1.0f, 1.0f};
     Float3 u_flecksSpecularColor{1.0f, 1.0f, 1.0f};
     float u_flecksSize = 0.5f;
     float u_flecksDensity = 5.5f;
-    bool u_patternEnable = false;
+    ParamBool u_patternEnable = false;
     TextureHandle u_patternMap;
     Float3x3 u_patternTransform = Float3x3::identity();
     float u_patternAmount = 1.0f;
-    bool u_diffuseMapEnable = false;  // declared and copied, not read
+    ParamBool u_diffuseMapEnable = false;  // declared and copied, not read
     TextureHandle u_diffuseMap;       // likewise
     Float3 u_diffuseColor{0.0f, 0.0f, 0.0f};
     Float3x3 u_diffuseTransform = Float3x3::identity();  // likewise
     float u_diffuseWeight = 0.5f;
-    bool u_specularMapEnable = false;  // declared and copied, not read
+    ParamBool u_specularMapEnable = false;  // declared and copied, not read
     TextureHandle u_specularMap;       // likewise
     Float3 u_specularColor{1.0f, 1.0f, 1.0f};
     Float3x3 u_specularTransform = Float3x3::identity();  // likewise
-    bool u_roughMapEnable = false;
+    ParamBool u_roughMapEnable = false;
     TextureHandle u_roughMap;
     float u_roughValue = 0.1f;
     Float3x3 u_roughTransform = Float3x3::identity();
     float u_glossyValueU = 0.1f;  // handed to the host's anisotropic glossy trace
     float u_glossyValueV = 0.1f;
-    bool u_anisotropyMapEnable = false;
+    ParamBool u_anisotropyMapEnable = false;
     TextureHandle u_anisotropyMap;
     float u_anisotropyValue = 1.0f;  // alphaV / alphaU
     Float3x3 u_anisotropyTransform = Float3x3::identity();
-    bool u_anisoRotationMapEnable = false;
+    ParamBool u_anisoRotationMapEnable = false;
     TextureHandle u_anisoRotationMap;
     float u_anisoRotationValue = 0.0f;  // radians
     Float3x3 u_anisoRotationTransform = Float3x3::identity();
@@ -58,7 +58,7 @@ struct MetalParams {
     float u_otherScale = 1.0f;
     float u_uvDefScale = 1.0f;
     float u_cutoutAmount = 1.0f;  // declared and copied, not read
-    bool u_cosineUsesBump = false;
+    ParamBool u_cosineUsesBump = false;
     int32_t u_bumpSwitcher = 0;  // 1: box-pyramid pattern
     float u_metalPatternScale = 1.0f;  // declared and copied, not read
     int32_t u_reflectSwitcher = 0;
@@ -69,23 +69,23 @@ struct MetalParams {
     float u_reflMapAmount = 1.0f;
     float u_anisoMapAmount = 1.0f;
     float u_anisorotMapAmount = 1.0f;
-    bool u_brushMapEnable = false;
+    ParamBool u_brushMapEnable = false;
     TextureHandle u_brushMap;
     Float3x3 u_brushTransform = Float3x3::identity();
-    bool u_breakMapEnable = false;
+    ParamBool u_breakMapEnable = false;
     TextureHandle u_breakMap;
     Float3x3 u_breakTransform = Float3x3::identity();
-    bool u_bumpMapColorEnable = false;
+    ParamBool u_bumpMapColorEnable = false;
     TextureHandle u_bumpMapColor;
     Float3x3 u_bumpMapColorTransform = Float3x3::identity();
     Float3 u_noiseanodized_tiling{1.0f, 1.0f, 1.0f};
     float u_bumpMapAmount = 1.0f;  // declared and copied, not read
-    bool u_patinaEnable = false;
+    ParamBool u_patinaEnable = false;
     TextureHandle u_patinaMap;  // declared and copied, not read
     Float3 u_patinaColor{0.25f, 0.5f, 0.4f};
     float u_patinaGlossy = 0.5f;
     float u_patinaBrdf00Reflectivity = 1.0f;
-    bool u_reflectionHighlightOnly = false;
+    ParamBool u_reflectionHighlightOnly = false;
     float n_patinaPercent = 0.0f;
     CommonTint tint;
 };

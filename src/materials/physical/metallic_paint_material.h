@@ -10,9 +10,9 @@ namespace ksi {
 
 struct MetallicPaintParams {
     CommonMaterialInputs common;
-    bool LatticeAODisable = false;
+    ParamBool LatticeAODisable = false;
     GlobalClipInputs clip;
-    bool u_topcoatEnable = false;
+    ParamBool u_topcoatEnable = false;
     int32_t u_pearl = 0;
     Float4 u_pearlColor{0.8f, 0.12f, 0.0f, 0.0f};
     float u_pearlIor = 0.2f;
@@ -20,9 +20,9 @@ struct MetallicPaintParams {
     int32_t u_finish = 0;  // 1: orange peel on the topcoat
     float u_finishPeelamount = 0.5f;
     float u_baseHighlightSpread = 0.6f;
-    bool u_flecksEnable = false;
+    ParamBool u_flecksEnable = false;
     Float4 u_flecksColor{1.0f, 1.0f, 1.0f, 1.0f};
-    bool u_baseMapEnable = false;
+    ParamBool u_baseMapEnable = false;
     TextureHandle u_baseMap;
     Float4 u_baseColor{1.0f, 1.0f, 1.0f, 1.0f};
     Float3x3 u_baseTransform = Float3x3::identity();
@@ -36,8 +36,8 @@ struct MetallicPaintParams {
     float u_base90Reflectivity = 1.0f;
     float u_flecksSize = 0.05f;
     CommonTint tint;
-    bool reverseNormal = false;
-    bool faceForward = false;
+    ParamBool reverseNormal = false;
+    ParamBool faceForward = false;
 };
 
 class kestrel_Mtl_MetallicPaint final : public ParameterizedShader<MaterialShader, MetallicPaintParams> {
