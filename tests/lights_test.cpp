@@ -210,19 +210,4 @@ TEST(Lights, ShadowQueryAndRange) {
     }
 }
 
-// A host may write any nonzero byte for true.
-TEST(Lights, CastShadowsTestsTheByteForNonzero) {
-    for (const char* name : {"znPointLight", "znSpotLight"}) {
-        SCOPED_TRACE(name);
-        kestrel::ShaderInstance light = createShader(name);
-        for (unsigned char byte : {0x00, 0x01, 0x02, 0x80, 0xFF}) {
-            std::memcpy(light.parameter("castShadows").address, &byte, 1);
-            RecordingServices services;
-            ksi::ShadingRecord record = lightRecord(0.5f, 1.0f);
-            light.light().shade(&services, &record);
-            EXPECT_EQ(services.log.count("traceShadow"), byte != 0 ? 1 : 0) << int(byte);
-        }
-    }
-}
-
 }  // namespace

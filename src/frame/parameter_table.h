@@ -54,9 +54,7 @@ struct Declaration {
 
 template <class T>
 constexpr ParamKind paramKindOf() {
-    // A plain bool member is still accepted, but reading it is undefined for bytes other than 0
-    // and 1: parameter blocks use ParamBool.
-    if constexpr (std::is_same_v<T, ParamBool> || std::is_same_v<T, bool>) return ParamKind::Bool;
+    if constexpr (std::is_same_v<T, ParamBool>) return ParamKind::Bool;
     else if constexpr (std::is_same_v<T, int32_t>) return ParamKind::Int;
     else if constexpr (std::is_same_v<T, float>) return ParamKind::Float;
     else if constexpr (std::is_same_v<T, Float2>) return ParamKind::Float2;
@@ -65,7 +63,10 @@ constexpr ParamKind paramKindOf() {
     else if constexpr (std::is_same_v<T, Float3x3>) return ParamKind::Matrix3;
     else if constexpr (std::is_same_v<T, Float4x4>) return ParamKind::Matrix4;
     else {
-        static_assert(std::is_void_v<T>, "texture members need KS_TEXTURE, KS_CUBE_TEXTURE or KS_DATA_TEXTURE");
+        // A bool member would be undefined for the other nonzero bytes a host may write.
+        static_assert(!std::is_same_v<T, bool>, "bool parameters are ParamBool members");
+        static_assert(std::is_same_v<T, bool> || std::is_void_v<T>,
+                      "texture members need KS_TEXTURE, KS_CUBE_TEXTURE or KS_DATA_TEXTURE");
         return ParamKind::Bool;
     }
 }
