@@ -1,0 +1,38 @@
+#include "materials/physical/bumps.h"
+
+#include <cmath>
+
+#include "frame/texture_lookup.h"
+#include "materials/physical/smooth_ramp.h"
+
+namespace ksi {
+
+void applyHeightBump(ShadingFrame& frame, const TextureHandle& map, const Float3x3& transform, Float2 uv,
+                     float uvScale, float amount) {
+    Float2 at = transformUv(uv, transform) * uvScale;
+    auto height = [&](Float2 x) {
+        Float4 texel = lookupTexture(map, x);
+        return texel.x + texel.y + texel.z;
+    };
+    float h = height(at);
+    float du = h - height(at + Float2(0.001f, 0.0f));
+    float dv = h - height(at + Float2(0.0f, 0.001f));
+    if (std::fabs(du) >= 1e-5f || std::fabs(dv) >= 1e-5f) frame.N += (du * frame.T + dv * frame.B) * (amount * 3.33f);
+}
+
+Float3 noiseBumpGradient(RenderServices* services, Float3 q, const ShadingFrame& frame) {
+    constexpr float kSize = 2.6f;
+    // The blur of the threshold follows the filter width of a fixed (0.5, 0.5, 0.5) footprint.
+    const float filterWidth = std::fmax(0.5f / kSize, 1e-5f);
+    const float blur = std::fmin(0.2f * filterWidth, 0.4f);
+    auto n = [&](Float3 x) {
+        Float4 point(x, 0.0f);
+        return smoothRamp((services->noise(&point) + 1.0f) * 0.5f, 0.0f, 1.0f, blur);
+    };
+    Float3 p = q * (1.0f / kSize);
+    float centre = n(p);
+    return {(n(p + 0.1f * frame.T) - centre) / 0.1f, (n(p + 0.1f * frame.B) - centre) / 0.1f,
+            (n(p + 0.1f * frame.N) - centre) / 0.1f};
+}
+
+}  // namespace ksi

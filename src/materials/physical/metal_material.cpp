@@ -1,0 +1,402 @@
+#include "materials/physical/metal_material.h"
+
+#include <cmath>
+
+#include "frame/exports.h"
+#include "frame/texture_lookup.h"
+#include "materials/physical/bumps.h"
+#include "materials/physical/metal_cutouts.h"
+#include "materials/physical/metal_lobes.h"
+#include "materials/physical/shading_frame.h"
+#include "materials/physical/smooth_ramp.h"
+#include "materials/physical/ward_lobe.h"
+
+namespace ksi {
+
+namespace {
+using P = MetalParams;
+
+constexpr auto kDeclarations = concatRows(
+    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)}, globalClipRows<P>(),
+    std::array{
+        KS_PARAM(P, u_flecksEnable), KS_PARAM(P, u_flecksDiffuseColor), KS_PARAM(P, u_flecksSpecularColor),
+        KS_PARAM(P, u_flecksSize), KS_PARAM(P, u_flecksDensity), KS_PARAM(P, u_patternEnable),
+        KS_TEXTURE(P, u_patternMap), KS_PARAM(P, u_patternTransform), KS_PARAM(P, u_patternAmount),
+        KS_PARAM(P, u_diffuseMapEnable), KS_TEXTURE(P, u_diffuseMap), KS_PARAM(P, u_diffuseColor),
+        KS_PARAM(P, u_diffuseTransform), KS_PARAM(P, u_diffuseWeight), KS_PARAM(P, u_specularMapEnable),
+        KS_TEXTURE(P, u_specularMap), KS_PARAM(P, u_specularColor), KS_PARAM(P, u_specularTransform),
+        KS_PARAM(P, u_roughMapEnable), KS_TEXTURE(P, u_roughMap), KS_PARAM(P, u_roughValue),
+        KS_PARAM(P, u_roughTransform), KS_PARAM(P, u_glossyValueU), KS_PARAM(P, u_glossyValueV),
+        KS_PARAM(P, u_anisotropyMapEnable), KS_TEXTURE(P, u_anisotropyMap), KS_PARAM(P, u_anisotropyValue),
+        KS_PARAM(P, u_anisotropyTransform), KS_PARAM(P, u_anisoRotationMapEnable), KS_TEXTURE(P, u_anisoRotationMap),
+        KS_PARAM(P, u_anisoRotationValue), KS_PARAM(P, u_anisoRotationTransform), KS_PARAM(P, u_brdfCurvePower),
+        KS_PARAM(P, u_brdf00Reflectivity), KS_PARAM(P, u_brdf90Reflectivity), KS_PARAM(P, u_cutoutsSwitcher),
+        KS_TEXTURE(P, u_cutoutMap), KS_PARAM(P, u_cutoutTransform), KS_PARAM(P, u_cutoutsCenter),
+        KS_PARAM(P, u_cutoutsSize), KS_PARAM(P, u_cutoutsSpace), KS_PARAM(P, u_uvScale), KS_PARAM(P, u_otherScale),
+        KS_PARAM(P, u_uvDefScale), KS_PARAM(P, u_cutoutAmount), KS_PARAM(P, u_cosineUsesBump),
+        KS_PARAM(P, u_bumpSwitcher), KS_PARAM(P, u_metalPatternScale), KS_PARAM(P, u_reflectSwitcher),
+        KS_PARAM(P, u_anisoSwitcher), KS_PARAM(P, u_anisoRotSwitcher), KS_PARAM(P, u_anisoColor),
+        KS_PARAM(P, u_reflectColor), KS_PARAM(P, u_reflMapAmount), KS_PARAM(P, u_anisoMapAmount),
+        KS_PARAM(P, u_anisorotMapAmount), KS_PARAM(P, u_brushMapEnable), KS_TEXTURE(P, u_brushMap),
+        KS_PARAM(P, u_brushTransform), KS_PARAM(P, u_breakMapEnable), KS_TEXTURE(P, u_breakMap),
+        KS_PARAM(P, u_breakTransform), KS_PARAM(P, u_bumpMapColorEnable), KS_TEXTURE(P, u_bumpMapColor),
+        KS_PARAM(P, u_bumpMapColorTransform), KS_PARAM(P, u_noiseanodized_tiling), KS_PARAM(P, u_bumpMapAmount),
+        KS_PARAM(P, u_patinaEnable), KS_TEXTURE(P, u_patinaMap), KS_PARAM(P, u_patinaColor),
+        KS_PARAM(P, u_patinaGlossy), KS_PARAM(P, u_patinaBrdf00Reflectivity), KS_PARAM(P, u_reflectionHighlightOnly),
+        KS_PARAM(P, n_patinaPercent),
+    },
+    commonTintRows<P>(),
+    std::array{
+        varying(kVaryingFloat3, "bitangent", 24),
+        varying(kVaryingFloat3, "tangent", 36),
+        varying(kVaryingFloat2, "uv", 48),
+    });
+
+constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36, .bitangent = 24};
+
+// Specular weights below this count as no specular lobe at all.
+constexpr float kSpecularEpsilon = 1e-5f;
+
+Float2 uvOf(const ShadingRecord& record) { return readVarying<Float2>(record, kVaryings.uv); }
+
+float redAt(const TextureHandle& map, const Float3x3& transform, Float2 uv) {
+    return lookupTexture(map, transformUv(uv, transform)).x;
+}
+
+// A value that patina fades towards `aged` over its first 0.3 of coverage, quadratically.
+float fadeByPatina(float value, float aged, float p) {
+    if (p > 0.0f && p < 0.3f) {
+        float t = (p / 0.3f) * (p / 0.3f);
+        return (1.0f - t) * value + t * aged;
+    }
+    return p >= 0.3f ? aged : value;
+}
+
+// Fractional distance from the centre of a box-pyramid cell: 0 at the centre, 1 at its border.
+float boxPyramid(Float2 f) {
+    return std::fmin(1.0f, 2.0f * std::fmax(std::fabs(f.x - 0.5f), std::fabs(f.y - 0.5f)));
+}
+Float2 fract2(Float2 v) { return {v.x - std::floor(v.x), v.y - std::floor(v.y)}; }
+
+ShadingFrame buildMetalFrame(const P& p, const ShadingRecord& record) {
+    ShadingFrame frame;
+    frame.T = transformDirection(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix);
+    frame.N = record.normal;
+    orthonormalize(frame);
+    const Float2 uv = uvOf(record);
+    if (p.u_patternEnable) {
+        applyHeightBump(frame, p.u_patternMap, p.u_patternTransform, uv, 1.0f, p.u_patternAmount);
+        frame.N = normalize(frame.N);
+        orthonormalize(frame);
+    }
+    if (p.u_bumpSwitcher == 1) {
+        // Finite differences of the box pyramid over a 0.001 step give its slope.
+        Float2 c = uv * p.u_uvScale * 0.5f;
+        float centre = boxPyramid(fract2(c));
+        Float3 slope = 0.5f * Float3((boxPyramid(fract2(c + Float2(0.001f, 0.0f))) - centre) / 0.001f,
+                                     (boxPyramid(fract2(c + Float2(0.0f, 0.001f))) - centre) / 0.001f, 0.0f);
+        frame.N += p.u_patternAmount * (slope.x * frame.T + slope.y * frame.B + slope.z * frame.N);
+        orthonormalize(frame);
+    }
+    return frame;
+}
+
+// Turns the tangent and bitangent about the normal; an angle below 0.0001 falls back to the
+// parameter (or its map).
+void rotateAnisotropy(const P& p, ShadingFrame& frame, Float2 uv, float angle) {
+    if (angle < 0.0001f) {
+        angle = p.u_anisoRotationMapEnable ? redAt(p.u_anisoRotationMap, p.u_anisoRotationTransform, uv)
+                                           : p.u_anisoRotationValue;
+    }
+    if (angle != 0.0f) {
+        float c = std::cos(angle), s = std::sin(angle);
+        Float3 T = frame.T * c + frame.B * s;
+        Float3 B = -frame.T * s + frame.B * c;
+        frame.T = T;
+        frame.B = B;
+    }
+}
+
+// How much of the surface the patina covers: four octaves of 2D noise thresholded around
+// 1 - n_patinaPercent, with a soft band of 0.2 * percent below the threshold.
+float patinaAmount(const P& p, RenderServices* services, Float2 uv) {
+    if (!p.u_patinaEnable) return 0.0f;
+    Float2 q = uv * p.u_uvScale;
+    auto n = [&](float scale) {
+        Float2 x = q * scale;
+        return services->noise2D(&x);
+    };
+    float v = std::sin(n(0.1f) + 0.7f * n(0.3f) + 0.49f * n(0.90000004f) + 0.343f * n(2.7f)) * 0.5f + 0.5f;
+    const float pct = p.n_patinaPercent;
+    if (v >= 1.0f - pct) return pct;
+    float d = (1.0f - pct) - v;
+    return d <= 0.2f * pct ? (1.0f - d / (0.2f * pct)) * pct : 0.0f;
+}
+
+struct Roughness {
+    float u, v;
+};
+
+Roughness metalRoughness(const P& p, Float2 uv, float patina) {
+    float r = p.u_roughMapEnable ? redAt(p.u_roughMap, p.u_roughTransform, uv) : p.u_roughValue;
+    r = fadeByPatina(r, p.u_patinaGlossy, patina);
+    float a = p.u_anisotropyMapEnable ? redAt(p.u_anisotropyMap, p.u_anisotropyTransform, uv) : p.u_anisotropyValue;
+    return {r, a * r};
+}
+
+struct LobeColours {
+    Float3 diffuse;
+    Float3 specular;
+    float reflectivity;
+};
+
+// Splits the colour between a diffuse and a specular layer by the reflectivity curve at the
+// view cosine c; patina and the reflect switcher shape the two colours first.
+LobeColours metalLobeWeights(const P& p, float patina, Float3 specular, float c) {
+    Float3 diffuse = p.u_reflectSwitcher == 2 ? specular : p.u_diffuseColor;
+    if (c < 0.0f) return {Float3(0.0f), Float3(0.0f), 0.0f};
+    float r00 = p.u_brdf00Reflectivity;
+    if (p.u_patinaEnable) {
+        diffuse = saturate3(p.u_diffuseColor + (p.u_patinaColor - p.u_diffuseColor) * patina);
+        r00 = fadeByPatina(r00, p.u_patinaBrdf00Reflectivity, patina);
+    }
+    if (p.u_reflectSwitcher > 0 && p.u_reflectSwitcher != 2) {
+        // Keep the energy: the diffuse layer gets what the specular colour's luminance leaves.
+        float k = (1.0f - luminance(specular)) + p.u_diffuseWeight;
+        if (!p.u_patinaEnable) specular = diffuse * specular;
+        diffuse = saturate3(k * diffuse);
+    }
+    float F = r00 + (p.u_brdf90Reflectivity - r00) * std::pow(1.0f - clamp(c, 0.0f, 1.0f), p.u_brdfCurvePower);
+    return {(1.0f - F) * diffuse, F * specular, F};
+}
+
+float cutoutValue(const P& p, Float2 uv, float scale) {
+    if (p.u_cutoutsSwitcher == kCutoutMap) {
+        return averageComponent(lookupTexture(p.u_cutoutMap, transformUv(uv, p.u_cutoutTransform)).xyz());
+    }
+    return proceduralCutout(p.u_cutoutsSwitcher, uv, scale, {p.u_cutoutsCenter, p.u_cutoutsSize, p.u_cutoutsSpace});
+}
+
+struct SwitcherChannels {
+    Float3 reflectColor;
+    float rotation;
+};
+
+// The brushed, broken and anodised looks: map sources picked per channel by the switchers.
+SwitcherChannels metalSwitcherChannels(const P& p, RenderServices* services, const ShadingRecord& record) {
+    const Float2 uv = uvOf(record);
+    auto source = [&](bool enabled, const TextureHandle& map, const Float3x3& transform) {
+        return enabled ? lookupTexture(map, transformUv(uv, transform)).xyz() : Float3(0.0f);
+    };
+    Float3 c1 = source(p.u_bumpMapColorEnable, p.u_bumpMapColor, p.u_bumpMapColorTransform);
+    Float3 c2 = source(p.u_brushMapEnable, p.u_brushMap, p.u_brushTransform);
+    Float3 c3 = source(p.u_breakMapEnable, p.u_breakMap, p.u_breakTransform);
+    Float3 c4(0.0f);
+    if (p.u_reflectSwitcher == 4 || p.u_anisoSwitcher == 4 || p.u_anisoRotSwitcher == 4) {
+        // Anodised: five octaves of absolute noise, thresholded into two greys.
+        Float3 point = record.objectPosition * p.u_noiseanodized_tiling;
+        float t = 0.0f;
+        float octave = 1.0f;
+        for (int k = 0; k < 5; ++k) {
+            Float4 x(point * octave, 1.5f);
+            t += std::fabs(services->noise(&x)) / octave;
+            octave *= 2.0f;
+        }
+        float v = smoothRamp(t, 0.4f, 0.45f, 0.001f);
+        c4 = Float3((1.0f - v) * 0.501961f + v * 0.098f);
+    }
+    int32_t reflectSwitcher = p.u_bumpMapColorEnable ? 1 : p.u_reflectSwitcher;
+    Float3 reflect;
+    switch (reflectSwitcher) {
+        case 1: reflect = p.u_reflectColor * c1; break;
+        case 2: reflect = p.u_reflectColor * c2; break;
+        case 3: reflect = c3; break;
+        case 4: reflect = c4; break;
+        default: reflect = p.u_reflectColor; break;
+    }
+    float rotation = p.u_anisoRotSwitcher == 3 ? c3.x : (p.u_anisoRotSwitcher == 4 ? c4.x : 0.0f);
+    return {reflect * p.u_reflMapAmount, rotation * p.u_anisorotMapAmount};
+}
+
+// What evaluateBsdf and sampleBsdf share: the frame without switcher rotation and the lobes.
+struct BsdfSetup {
+    ShadingFrame frame;
+    Float3 wi;
+    Roughness alpha;
+    LobeColours lobes;
+};
+
+BsdfSetup bsdfSetup(const P& p, const ShadingRecord& record) {
+    BsdfSetup s;
+    s.frame = buildMetalFrame(p, record);
+    rotateAnisotropy(p, s.frame, uvOf(record), 0.0f);
+    s.wi = toLocal(s.frame, record.rayDir);
+    return s;
+}
+
+void completeBsdfSetup(const P& p, RenderServices* services, const ShadingRecord& record, BsdfSetup& s) {
+    const Float2 uv = uvOf(record);
+    float patina = patinaAmount(p, services, uv);
+    s.alpha = metalRoughness(p, uv, patina);
+    s.lobes = metalLobeWeights(p, patina, p.u_specularColor, -s.wi.z);
+}
+}  // namespace
+
+void kestrel_Mtl_Metal::declareParameters(ShaderParamRegistry* registry) {
+    declareTable(registry, this, kCapShade | kCapShadowTransmittance | kCapEvaluateBsdf | kCapSampleBsdf, &params,
+                 kDeclarations);
+}
+
+void kestrel_Mtl_Metal::shade(RenderServices* services, ShadingRecord* record) const {
+    const P& p = params;
+    shadeWithCommonInputs(p.common, &p.tint, kVaryings, true, services, record, [&]() {
+        MaterialTerms terms;
+        const Float2 uv = uvOf(*record);
+        const bool cutouts = p.u_cutoutsSwitcher > 0;
+        float c = 1.0f;
+        Float3 behind(0.0f);
+        if (cutouts) {
+            c = cutoutValue(p, uv, p.u_otherScale);
+            if (c != 1.0f) {
+                Float4 seen;
+                services->traceTransmission(&seen, &record->position, &record->rayDir, 1.0f - c);
+                behind = seen.xyz();
+            }
+            if (c == 0.0f) {
+                terms.added = behind;
+                return terms;
+            }
+        }
+
+        ShadingFrame frame = buildMetalFrame(p, *record);
+        const bool switchers = p.u_reflectSwitcher > 0 || p.u_bumpMapColorEnable;
+        SwitcherChannels channels{p.u_specularColor, 0.0f};
+        if (switchers) channels = metalSwitcherChannels(p, services, *record);
+        rotateAnisotropy(p, frame, uv, channels.rotation);
+        float patina = patinaAmount(p, services, uv);
+        Roughness alpha = metalRoughness(p, uv, patina);
+        Float3 wi = toLocal(frame, record->rayDir);
+        LobeColours lobes = metalLobeWeights(p, patina, channels.reflectColor, -wi.z);
+        const Float3 S = lobes.specular;
+        const bool specularActive = maxComponent(S) > kSpecularEpsilon;
+
+        bool flecks = false;
+        float phi = 0.0f;
+        if (p.u_flecksEnable) {
+            phi = fleckValue(services, record->position / p.u_flecksSize, p.u_flecksDensity, 0.005f).value;
+            flecks = 0.02f <= phi && phi <= 0.5f;
+        }
+
+        Float3 highlights(0.0f), diffuseLight(0.0f);
+        Float3 runningDiffuse = lobes.diffuse;
+        for (const LightSample* light = services->getLightSamples(0, &record->position, &frame.N); light;
+             light = light->next) {
+            // Lights fade in over the first 0.2 of cosine above a 0.05 horizon.
+            float s = clamp(dot(light->direction, frame.N) - 0.05f, 0.0f, 0.2f) / 0.2f;
+            float w = (3.0f - 2.0f * s) * (s * s) * light->specularScale;
+            if (w < 0.0f) continue;
+            if (light->kind != kLightKindNoSpecular) {
+                Float3 l = toLocal(frame, light->direction);
+                if (wi.z < 0.0f && l.z > 0.0f && specularActive) {
+                    highlights += wardBrdf(wi, l, Float3(0.0f), S, alpha.u, alpha.v) * w * light->shadowedColor;
+                }
+            }
+            if (flecks && !isZero(p.u_flecksDiffuseColor)) {
+                runningDiffuse += phi * p.u_flecksDiffuseColor * (1.0f - lobes.reflectivity);
+            }
+            if (!specularActive && p.u_bumpMapColorEnable) runningDiffuse = p.u_reflectColor;
+            diffuseLight += runningDiffuse * w * light->shadowedColor;
+        }
+
+        // Sparkling flecks reflect in their own colour.
+        const bool fleckWeight = flecks && !isZero(p.u_flecksSpecularColor);
+        const Float3 reflectionWeight = fleckWeight ? lobes.reflectivity * p.u_flecksSpecularColor : S;
+        Float3 reflection(0.0f);
+        if (specularActive && !p.u_reflectionHighlightOnly) {
+            Float3 R = reflectClampedToSurface(record->rayDir, record->geomNormal, frame.N);
+            Float3 traced;
+            services->traceAnisotropicReflection(&traced, &record->position, &R, &frame.T, &frame.B, p.u_glossyValueU,
+                                                 p.u_glossyValueV, maxComponent(reflectionWeight));
+            reflection = reflectionWeight * traced;
+        }
+        Float3 ambient = metalIndirectDiffuse(services, runningDiffuse, record->position, frame.N, p.LatticeAODisable);
+
+        if (cutouts) {
+            highlights *= c;
+            diffuseLight *= c;
+            ambient *= c;
+            reflection *= c;
+            behind *= 1.0f - c;
+        }
+        terms.added = diffuseLight + highlights + reflection + behind;
+        terms.ambient = ambient;
+        terms.attenuationColor = reflectionWeight;
+        return terms;
+    });
+}
+
+// Holes let light through in proportion to how open they are; solid metal blocks it.
+void kestrel_Mtl_Metal::shadowTransmittance(RenderServices*, ShadingRecord* record) const {
+    const P& p = params;
+    if (p.u_cutoutsSwitcher > 0) {
+        float c = cutoutValue(p, uvOf(*record), p.u_uvDefScale * p.u_otherScale);
+        record->outTransmittance = Float3(1.0f - c);
+    } else {
+        record->outTransmittance = Float3(0.0f);
+    }
+}
+
+void kestrel_Mtl_Metal::evaluateBsdf(RenderServices* services, ShadingRecord* record) const {
+    const P& p = params;
+    if (clippedAway(p.clip, record)) return;
+    BsdfSetup s = bsdfSetup(p, *record);
+    Float3 l = toLocal(s.frame, record->sampleDir);
+    if (l.z <= 0.0f || s.wi.z >= 0.0f) {
+        record->sampleWeight = Float3(0.0f);
+        record->sampleCos = 0.0f;
+        return;
+    }
+    completeBsdfSetup(p, services, *record, s);
+    record->sampleCos = metalSampleCosine(*record, l, p.u_cosineUsesBump);
+    if (record->sampleCos <= 0.0f) {
+        record->sampleWeight = Float3(0.0f);
+        record->sampleCos = 0.0f;
+        return;
+    }
+    record->sampleWeight = wardBrdf(s.wi, l, s.lobes.diffuse, s.lobes.specular, s.alpha.u, s.alpha.v);
+}
+
+void kestrel_Mtl_Metal::sampleBsdf(RenderServices* services, ShadingRecord* record) const {
+    const P& p = params;
+    if (clippedAway(p.clip, record)) return;
+    BsdfSetup s = bsdfSetup(p, *record);
+    if (s.wi.z >= 0.0f) {
+        record->sampleLobe = kLobeNone;
+        return;
+    }
+    completeBsdfSetup(p, services, *record, s);
+    const Float3 D = s.lobes.diffuse;
+    if (!record->lobeRequest[0] && !record->lobeRequest[1]) {
+        // Only a specular-class sample is accepted: draw from the Ward lobe alone and report
+        // it without its diffuse share.
+        Float2 u;
+        services->random2D(&u);
+        WardSample sample = sampleWardLobe(s.wi, D, s.lobes.specular, s.alpha.u, s.alpha.v, u);
+        if (sample.pdf > 0.0f && sample.direction.z >= 0.0f) {
+            record->sampleDir = fromLocal(s.frame, sample.direction);
+            record->sampleCos = metalSampleCosine(*record, sample.direction, p.u_cosineUsesBump);
+            record->sampleLobe = kLobeSpecularReflection;
+            record->samplePdf = 1.0f / sample.pdf;
+            record->sampleWeight = sample.value - D * 0.3183099f;
+        } else {
+            record->sampleLobe = kLobeNone;
+        }
+        return;
+    }
+    sampleDiffuseWardMixture(services, record, s.frame, s.wi, D, s.lobes.specular, s.alpha.u, s.alpha.v,
+                             p.u_cosineUsesBump);
+}
+
+}  // namespace ksi
+
+KESTREL_EXPORT_SHADER(kestrel_Mtl_Metal)

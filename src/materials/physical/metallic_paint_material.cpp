@@ -1,0 +1,211 @@
+#include "materials/physical/metallic_paint_material.h"
+
+#include <cmath>
+
+#include "frame/exports.h"
+#include "frame/texture_lookup.h"
+#include "materials/physical/bumps.h"
+#include "materials/physical/metal_lobes.h"
+#include "materials/physical/shading_frame.h"
+#include "materials/physical/ward_lobe.h"
+
+namespace ksi {
+
+namespace {
+using P = MetallicPaintParams;
+
+constexpr auto kDeclarations = concatRows(
+    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
+    std::array{
+        varying(kVaryingFloat3, "bitangent", 24),
+        varying(kVaryingFloat3, "tangent", 36),
+        varying(kVaryingFloat2, "uv", 48),
+    },
+    globalClipRows<P>(),
+    std::array{
+        KS_PARAM(P, u_topcoatEnable), KS_PARAM(P, u_pearl), KS_PARAM(P, u_pearlColor), KS_PARAM(P, u_pearlIor),
+        KS_PARAM(P, u_pearlAmount), KS_PARAM(P, u_finish), KS_PARAM(P, u_finishPeelamount),
+        KS_PARAM(P, u_baseHighlightSpread), KS_PARAM(P, u_flecksEnable), KS_PARAM(P, u_flecksColor),
+        KS_PARAM(P, u_baseMapEnable), KS_TEXTURE(P, u_baseMap), KS_PARAM(P, u_baseColor), KS_PARAM(P, u_baseTransform),
+        KS_PARAM(P, u_shiftedColor), KS_PARAM(P, u_hueWeight), KS_PARAM(P, u_baseBiasFactor),
+        KS_PARAM(P, u_baseRoughValue), KS_PARAM(P, u_topcoatRoughValue), KS_PARAM(P, u_baseCurvePower),
+        KS_PARAM(P, u_base00Reflectivity), KS_PARAM(P, u_base90Reflectivity), KS_PARAM(P, u_flecksSize),
+    },
+    commonTintRows<P>(), std::array{KS_PARAM(P, reverseNormal), KS_PARAM(P, faceForward)});
+
+constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36, .bitangent = 24};
+
+struct PaintFrames {
+    ShadingFrame base;
+    ShadingFrame topcoat;
+};
+
+PaintFrames buildPaintFrames(const P& p, RenderServices* services, const ShadingRecord& record, Float3 normal) {
+    PaintFrames frames;
+    frames.base.T = transformDirection(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix);
+    frames.base.N = normal;
+    orthonormalize(frames.base);
+    frames.topcoat = frames.base;
+    if (p.u_finish == 1) {
+        // Orange peel ripples only the clear coat; the base keeps the smooth normal.
+        ShadingFrame& top = frames.topcoat;
+        Float3 g = noiseBumpGradient(services, record.position * 0.9f, top);
+        top.N += p.u_finishPeelamount * (g.x * top.T + g.y * top.B + g.z * top.N);
+        orthonormalize(top);
+    }
+    return frames;
+}
+
+// Schlick-like falloff of the clear coat with the view cosine.
+float topcoatFresnel(float c) { return 0.7f * std::pow(1.0f - c, 5.0f) + 0.3f; }
+
+struct PaintLobes {
+    Float3 diffuse;
+    Float3 specular;
+};
+
+PaintLobes paintLobeWeights(const P& p, const ShadingRecord& record, Float3 wiBase, Float3 wiTop) {
+    float t = 1.0f;
+    if (p.u_topcoatEnable) t = 1.0f - topcoatFresnel(clamp(-wiBase.z, 0.0f, 1.0f)) * p.u_baseHighlightSpread;
+    float F = p.u_base00Reflectivity + (p.u_base90Reflectivity - p.u_base00Reflectivity) *
+                                           std::pow(1.0f - clamp(-wiTop.z, 0.0f, 1.0f), p.u_baseCurvePower);
+    Float3 base = p.u_baseMapEnable
+                      ? lookupTexture(p.u_baseMap, transformUv(readVarying<Float2>(record, kVaryings.uv), p.u_baseTransform)).xyz()
+                      : p.u_baseColor.xyz();
+    return {(1.0f - F) * base * t, Float3(F) * t};
+}
+
+// The normals flipped by reverseNormal, then each turned towards the ray by faceForward.
+SurfaceNormals orientNormals(const P& p, const ShadingRecord& record) {
+    SurfaceNormals n = recordNormals(record);
+    auto orient = [&](Float3 v) {
+        if (p.reverseNormal) v = -v;
+        if (p.faceForward && dot(v, record.rayDir) > 0.0f) v = -v;
+        return v;
+    };
+    return {orient(n.normal), orient(n.geomNormal), orient(n.objectNormal)};
+}
+}  // namespace
+
+void kestrel_Mtl_MetallicPaint::declareParameters(ShaderParamRegistry* registry) {
+    declareTable(registry, this, kCapShade | kCapEvaluateBsdf | kCapSampleBsdf, &params, kDeclarations);
+}
+
+void kestrel_Mtl_MetallicPaint::shade(RenderServices* services, ShadingRecord* record) const {
+    const P& p = params;
+    const SurfaceNormals oriented = orientNormals(p, *record);
+    shadeWithCommonInputs(p.common, &p.tint, kVaryings, true, services, record, oriented, [&]() {
+        MaterialTerms terms;
+        PaintFrames frames = buildPaintFrames(p, services, *record, oriented.normal);
+        const ShadingFrame& top = frames.topcoat;
+        const Float3 wiBase = toLocal(frames.base, record->rayDir);
+        const Float3 wi = toLocal(top, record->rayDir);
+        const PaintLobes lobes = paintLobeWeights(p, *record, wiBase, wi);
+        const Float3 S = lobes.specular;
+        const bool specularActive = maxComponent(S) > 1e-5f;
+        const float r = p.u_baseRoughValue;
+
+        bool fleckKnown = false;
+        float phi = 0.0f;
+        Float3 highlights(0.0f), diffuseLight(0.0f);
+        for (const LightSample* light = services->getLightSamples(0, &record->position, &top.N); light;
+             light = light->next) {
+            float s = clamp(dot(light->direction, oriented.normal) - 0.05f, 0.0f, 0.2f) / 0.2f;
+            float w = (3.0f - 2.0f * s) * (s * s) * light->specularScale;
+
+            // The base responds to light strength with its own exponent, and shifts hue with it.
+            float e = std::pow(w, p.u_baseHighlightSpread * p.u_baseBiasFactor);
+            Float3 b = p.u_baseHighlightSpread > 0.6f ? lobes.diffuse * e : lobes.diffuse;
+            if (p.u_hueWeight > 0.0f) {
+                e *= std::fabs(dot(top.N, record->rayDir));
+                b += p.u_hueWeight * p.u_shiftedColor * e;
+            }
+            if (light->kind != kLightKindNoSpecular && wi.z < 0.0f && specularActive) {
+                Float3 l = toLocal(top, light->direction);
+                Float3 h = wardBrdf(wi, l, Float3(0.0f), S, r, r);
+                if (p.u_flecksEnable) {
+                    // The fleck value depends on the point only: computed once, at first use.
+                    if (!fleckKnown) {
+                        phi = fleckValue(services, record->position / p.u_flecksSize, 2.5f, 0.05f).value;
+                        fleckKnown = true;
+                    }
+                    float r4 = std::fmin(4.0f * r, 1.0f);
+                    Float3 hf = wardBrdf(wi, l, Float3(0.0f), Float3(1.0f), r4, r4) * phi * p.u_flecksColor.xyz();
+                    h = max3(h, hf);
+                }
+                highlights += h * w * light->shadowedColor;
+            }
+            if (p.u_pearl > 0) {
+                // A sheen that grows towards grazing view and weak light.
+                float a = std::pow(-dot(oriented.normal, record->rayDir), 2.0f * p.u_pearlIor);
+                float q = e * e * e;
+                float k = light->specularScale * light->specularScale;
+                float g = (1.0f - a) * (1.0f - q) * k;
+                b = saturate3(b + g * p.u_pearlColor.xyz() * p.u_pearlAmount);
+            }
+            diffuseLight += b * w * light->shadowedColor;
+        }
+
+        Float3 reflection(0.0f);
+        if (specularActive) {
+            Float3 R = reflectClampedToSurface(record->rayDir, oriented.geomNormal, top.N);
+            Float3 traced;
+            services->traceGlossyReflection(&traced, &record->position, &R, p.u_topcoatRoughValue, maxComponent(S));
+            reflection = S * traced;
+        }
+        terms.added = diffuseLight + highlights + reflection;
+        terms.ambient =
+            metalIndirectDiffuse(services, lobes.diffuse, record->position, frames.base.N, p.LatticeAODisable);
+        terms.attenuationColor = Float3(0.0f);
+        return terms;
+    });
+}
+
+void kestrel_Mtl_MetallicPaint::evaluateBsdf(RenderServices* services, ShadingRecord* record) const {
+    const P& p = params;
+    if (clippedAway(p.clip, record)) return;
+    PaintFrames frames = buildPaintFrames(p, services, *record, record->normal);
+    Float3 wiBase = toLocal(frames.base, record->rayDir);
+    Float3 wi = toLocal(frames.topcoat, record->rayDir);
+    Float3 l = toLocal(frames.topcoat, record->sampleDir);
+    if (l.z <= 0.0f || wi.z >= 0.0f) {
+        record->sampleWeight = Float3(0.0f);
+        record->sampleCos = 0.0f;
+        return;
+    }
+    PaintLobes lobes = paintLobeWeights(p, *record, wiBase, wi);
+    record->sampleCos = l.z;
+    record->sampleWeight = wardBrdf(wi, l, lobes.diffuse, lobes.specular, p.u_baseRoughValue, p.u_baseRoughValue);
+}
+
+void kestrel_Mtl_MetallicPaint::sampleBsdf(RenderServices* services, ShadingRecord* record) const {
+    const P& p = params;
+    if (clippedAway(p.clip, record)) return;
+    PaintFrames frames = buildPaintFrames(p, services, *record, record->normal);
+    Float3 wt = toLocal(frames.base, record->rayDir);
+    if (wt.z >= 0.0f) {
+        record->sampleLobe = kLobeNone;
+        return;
+    }
+    // The topcoat takes its Fresnel share when the base coat may be sampled too, everything
+    // when only a specular sample is accepted.
+    float f = topcoatFresnel(clamp(-wt.z, 0.0f, 1.0f));
+    float pc = record->lobeRequest[0] || record->lobeRequest[1] ? f : 1.0f;
+    if (services->random() <= pc) {
+        // Mirrored in the base frame, so the orange peel does not move the mirror direction.
+        record->sampleDir = fromLocal(frames.base, Float3(wt.x, wt.y, -wt.z));
+        record->sampleCos = 1.0f;
+        record->sampleWeight = Float3(f);
+        record->samplePdf = 1.0f / pc;
+        record->sampleLobe = kLobeSpecularReflection;
+        return;
+    }
+    Float3 wi = toLocal(frames.topcoat, record->rayDir);
+    PaintLobes lobes = paintLobeWeights(p, *record, wt, wi);
+    sampleDiffuseWardMixture(services, record, frames.topcoat, wi, lobes.diffuse, lobes.specular, p.u_baseRoughValue,
+                             p.u_baseRoughValue, true);
+}
+
+}  // namespace ksi
+
+KESTREL_EXPORT_SHADER(kestrel_Mtl_MetallicPaint)
