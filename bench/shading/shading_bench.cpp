@@ -1,0 +1,101 @@
+// Cost of every shading slot of every exported class, with the default and the feature-heavy
+// parameters, on a host that answers with constants. Each case runs on one and on two threads
+// (real time, items per second), so the two-thread throughput over the one-thread one is the
+// scaling ratio.
+//
+// With --callgrind-calls=N the program instead runs every case N times between callgrind
+// client requests and dumps one profile per case, named after it; scripts/bench-table turns
+// those into instructions per call. Run it under
+//   valgrind --tool=callgrind --instr-atstart=no
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <valgrind/callgrind.h>
+
+#include "shading_cases.h"
+
+namespace {
+
+using namespace kestrel;
+
+struct Case {
+    std::string name;  // class/slot/parameter set
+    std::shared_ptr<ShaderInstance> shader;
+    harness::SlotFunction call;
+    ksi::ShadingRecord prepared;
+};
+
+std::vector<Case> allCases(harness::TinyTextures& textures) {
+    std::vector<Case> cases;
+    for (const std::string& className : harness::exportedClasses()) {
+        for (harness::ParameterSet set : harness::kParameterSets) {
+            std::shared_ptr<ShaderInstance> shader = harness::makeShader(className, set, textures);
+            for (const harness::SlotInfo& slot : harness::announcedSlots(*shader)) {
+                cases.push_back({className + "/" + slot.name + "/" + harness::parameterSetName(set), shader,
+                                 harness::slotFunction(shader->kind(), slot.capability),
+                                 harness::realisticRecord(*shader)});
+            }
+        }
+    }
+    return cases;
+}
+
+// One shading call as a renderer makes it: the record refilled from the prepared inputs, then
+// the slot.
+inline void shadeOnce(const Case& c, ksi::RenderServices* services, ksi::ShadingRecord* record) {
+    std::memcpy(record, &c.prepared, sizeof *record);
+    c.call(c.shader->object(), services, record);
+    benchmark::DoNotOptimize(record);
+    benchmark::ClobberMemory();
+}
+
+void runCase(benchmark::State& state, const Case* c) {
+    harness::ConstantServices services;
+    ksi::ShadingRecord record;
+    for (auto _ : state) shadeOnce(*c, &services, &record);
+    state.SetItemsProcessed(state.iterations());
+}
+
+// Kept out of line so that the profile of a case holds exactly the calls and their refills.
+__attribute__((noinline)) void callRepeatedly(const Case& c, long calls) {
+    harness::ConstantServices services;
+    ksi::ShadingRecord record;
+    for (long i = 0; i < calls; ++i) shadeOnce(c, &services, &record);
+}
+
+int profileUnderCallgrind(const std::vector<Case>& cases, long calls) {
+    for (const Case& c : cases) {
+        callRepeatedly(c, 1);  // first-touch costs (lazy binding, cold code) stay out of the count
+        CALLGRIND_ZERO_STATS;
+        CALLGRIND_START_INSTRUMENTATION;
+        callRepeatedly(c, calls);
+        CALLGRIND_STOP_INSTRUMENTATION;
+        CALLGRIND_DUMP_STATS_AT(c.name.c_str());
+    }
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    harness::TinyTextures textures;
+    const std::vector<Case> cases = allCases(textures);
+    for (int i = 1; i < argc; ++i) {
+        const char* prefix = "--callgrind-calls=";
+        if (std::strncmp(argv[i], prefix, std::strlen(prefix)) == 0) {
+            return profileUnderCallgrind(cases, std::atol(argv[i] + std::strlen(prefix)));
+        }
+    }
+    for (const Case& c : cases) {
+        benchmark::RegisterBenchmark(c.name.c_str(), runCase, &c)->UseRealTime()->Threads(1)->Threads(2);
+    }
+    benchmark::Initialize(&argc, argv);
+    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}
