@@ -35,4 +35,16 @@ Float3 noiseBumpGradient(RenderServices* services, Float3 q, const ShadingFrame&
             (n(p + 0.1f * frame.N) - centre) / 0.1f};
 }
 
+void applyNoiseBump(ShadingFrame& frame, RenderServices* services, Float3 position, Float3 tiling, float amount) {
+    Float3 q = position;
+    float a = 0.5f;  // about z
+    q = {q.x * std::cos(a) + q.y * std::sin(a), -q.x * std::sin(a) + q.y * std::cos(a), q.z};
+    a = -0.6f;  // about y
+    q = {q.x * std::cos(a) - q.z * std::sin(a), q.y, q.x * std::sin(a) + q.z * std::cos(a)};
+    a = -0.6f;  // about x
+    q = {q.x, q.y * std::cos(a) + q.z * std::sin(a), -q.y * std::sin(a) + q.z * std::cos(a)};
+    Float3 g = noiseBumpGradient(services, q * tiling, frame);
+    frame.N += amount * (g.x * frame.T + g.y * frame.B + g.z * frame.N);
+}
+
 }  // namespace ksi

@@ -18,4 +18,8 @@ void applyHeightBump(ShadingFrame& frame, const TextureHandle& map, const Float3
 // 0.1 after the division by the size.
 Float3 noiseBumpGradient(RenderServices* services, Float3 q, const ShadingFrame& frame);
 
+// The procedural noise bump: the world position turned about z, y and x (so the noise does not
+// line up with the axes) and tiled, then the normal moves along the noise gradient by amount.
+void applyNoiseBump(ShadingFrame& frame, RenderServices* services, Float3 position, Float3 tiling, float amount);
+
 }  // namespace ksi

@@ -5,6 +5,7 @@
 #include "frame/exports.h"
 #include "frame/texture_lookup.h"
 #include "materials/physical/bumps.h"
+#include "materials/physical/light_fade.h"
 #include "materials/physical/metal_cutouts.h"
 #include "materials/physical/metal_lobes.h"
 #include "materials/physical/shading_frame.h"
@@ -291,9 +292,7 @@ void kestrel_Mtl_Metal::shade(RenderServices* services, ShadingRecord* record) c
         Float3 runningDiffuse = lobes.diffuse;
         for (const LightSample* light = services->getLightSamples(0, &record->position, &frame.N); light;
              light = light->next) {
-            // Lights fade in over the first 0.2 of cosine above a 0.05 horizon.
-            float s = clamp(dot(light->direction, frame.N) - 0.05f, 0.0f, 0.2f) / 0.2f;
-            float w = (3.0f - 2.0f * s) * (s * s) * light->specularScale;
+            float w = horizonWeight(light->direction, frame.N, light->specularScale);
             if (w < 0.0f) continue;
             if (light->kind != kLightKindNoSpecular) {
                 Float3 l = toLocal(frame, light->direction);

@@ -5,6 +5,7 @@
 #include "frame/exports.h"
 #include "frame/texture_lookup.h"
 #include "materials/physical/bumps.h"
+#include "materials/physical/light_fade.h"
 #include "materials/physical/metal_lobes.h"
 #include "materials/physical/shading_frame.h"
 #include "materials/physical/ward_lobe.h"
@@ -110,8 +111,7 @@ void kestrel_Mtl_MetallicPaint::shade(RenderServices* services, ShadingRecord* r
         Float3 highlights(0.0f), diffuseLight(0.0f);
         for (const LightSample* light = services->getLightSamples(0, &record->position, &top.N); light;
              light = light->next) {
-            float s = clamp(dot(light->direction, oriented.normal) - 0.05f, 0.0f, 0.2f) / 0.2f;
-            float w = (3.0f - 2.0f * s) * (s * s) * light->specularScale;
+            float w = horizonWeight(light->direction, oriented.normal, light->specularScale);
 
             // The base responds to light strength with its own exponent, and shifts hue with it.
             float e = std::pow(w, p.u_baseHighlightSpread * p.u_baseBiasFactor);
