@@ -1,0 +1,144 @@
+#include "environments/background_geometry.h"
+
+#include "environments/latlong.h"
+#include "frame/exports.h"
+#include "materials/legacy/texture_channel.h"
+
+namespace ksi {
+
+namespace {
+using P = BackgroundGeometryParams;
+
+constexpr Declaration kDeclarations[] = {
+    KS_PARAM(P, diffuseColor), KS_TEXTURE(P, diffuseTexture), KS_PARAM(P, diffuseMode),
+    KS_PARAM(P, diffuseTextureMatrix), KS_PARAM(P, diffuseAngularRepeat), KS_PARAM(P, diffuseUVMatrix),
+    KS_PARAM(P, diffuseIBLGainColor), KS_PARAM(P, diffuseIBLContrastPivot), KS_PARAM(P, diffuseIBLContrastValue),
+    KS_PARAM(P, diffuseIBLGainSource), KS_PARAM(P, specularColor), KS_TEXTURE(P, specularTexture),
+    KS_PARAM(P, specularMode), KS_PARAM(P, specularTextureMatrix), KS_PARAM(P, specularAngularRepeat),
+    KS_PARAM(P, specularUVMatrix), KS_PARAM(P, specularIBLGainColor), KS_PARAM(P, specularIBLContrastPivot),
+    KS_PARAM(P, specularIBLContrastValue), KS_PARAM(P, specularIBLGainSource), KS_PARAM(P, bumpMode),
+    KS_TEXTURE(P, bumpTexture), KS_PARAM(P, bumpTextureMatrix), KS_PARAM(P, bumpTextureMatrixInverse),
+    KS_PARAM(P, bumpAngularRepeat), KS_PARAM(P, bumpScale), KS_PARAM(P, bumpUVMatrix), KS_PARAM(P, shadowColor),
+    KS_PARAM(P, shadowIntensity), KS_PARAM(P, receiveShadow), KS_PARAM(P, draw_mere_shadow),
+    KS_PARAM(P, useOverriddenReflection), KS_TEXTURE(P, reflectLatlong), KS_PARAM(P, diffuseTextureGainColor),
+    KS_PARAM(P, diffuseTextureGainSource), KS_PARAM(P, diffuseTextureGainValue), KS_PARAM(P, diffuseTextureSatValue),
+    KS_PARAM(P, globalIBLContrastPivot), KS_PARAM(P, globalIBLContrastValue), KS_PARAM(P, globalIBLGainColor),
+    KS_PARAM(P, globalIBLSatValue), KS_PARAM(P, globalIBLGainSource), KS_PARAM(P, globalIBLGainValue),
+    KS_PARAM(P, globalIBLMatrix), KS_PARAM(P, reflectIBLChannelGainColor), KS_PARAM(P, reflectIBLChannelGainSource),
+    KS_PARAM(P, reflectIBLChannelGainValue), KS_PARAM(P, reflectIBLChannelSatValue), KS_PARAM(P, diffuseIBLGainValue),
+    KS_PARAM(P, specularIBLGainValue),
+    varying(kVaryingFloat2, "uv", 0),
+    varying(kVaryingFloat3, "tangent", 8),
+    varying(kVaryingFloat3, "bitangent", 20),
+};
+
+// Parts whose normal is within about 25 degrees of straight up catch shadows and block them.
+constexpr float kUpwardFacing = 0.9f;
+
+// The backdrop's grey for grading: fixed weights, not a parameter.
+float backdropGrey(Float3 c) { return 0.2125f * c.x + 0.7154f * c.y + 0.0721f * c.z; }
+
+// How much light reaches the point, as a colour: the lights' visibility tinted by the shadow
+// colour and intensity, times the ambient occlusion tinted by the shadow colour.
+Float3 shadowFactor(const P& p, RenderServices* services, const ShadingRecord& record) {
+    float total = 0.0f;
+    Float3 accumulated(0.0f);
+    for (const LightSample* light = services->getLightSamples(0, &record.position, &record.normal); light;
+         light = light->next) {
+        total += maxComponent(light->color);
+        float strongest = maxComponent(light->color * light->shadow);
+        accumulated += strongest * light->shadow;
+    }
+    Float3 visibility = total != 0.0f ? accumulated / total : Float3(1.0f);
+    const float k = p.shadowIntensity;
+    const Float3 tinted = k * p.shadowColor + Float3(1.0f - k);
+    Float3 T = visibility + (Float3(1.0f) - visibility) * tinted;
+    Float3 occlusion;
+    services->ambientOcclusion(&occlusion, &record.position, &record.normal, 1.0f);
+    return T * (occlusion + (Float3(1.0f) - occlusion) * p.shadowColor);
+}
+
+Float3 grade(const P& p, Float3 x) {
+    const float c = p.globalIBLContrastValue;
+    x = x * c + (1.0f - c) * p.globalIBLContrastPivot;
+    Float3 gainColor(1.0f);
+    float gain = 1.0f;
+    if (p.globalIBLGainSource == 1) {
+        gainColor = p.globalIBLGainColor;
+    } else {
+        gain = p.globalIBLGainValue;
+    }
+    if (p.diffuseTextureGainSource == 1) {
+        gainColor = gainColor * p.diffuseTextureGainColor;
+    } else {
+        gain = gain * p.diffuseTextureGainValue;
+    }
+    // A gain colour tints the grey of the colour rather than the colour itself.
+    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) x = gainColor * backdropGrey(x);
+    x = x * gain;
+    const float s = p.globalIBLSatValue * p.diffuseTextureSatValue;
+    const float grey = backdropGrey(x);
+    return x * s + Float3((1.0f - s) * grey);
+}
+}  // namespace
+
+void BackgroundGeometry::declareParameters(ShaderParamRegistry* registry) {
+    declareTable(registry, this, kCapShade | kCapShadowTransmittance | kCapSampleBsdf, &params, kDeclarations);
+}
+
+void BackgroundGeometry::shade(RenderServices* services, ShadingRecord* record) const {
+    const P& p = params;
+    if (!record->frontFacing) {
+        record->noContribution = 1;
+        return;
+    }
+    const TextureChannel diffuse{p.diffuseMode,          p.diffuseColor, &p.diffuseTexture, &p.diffuseTextureMatrix,
+                                 p.diffuseAngularRepeat, &p.diffuseUVMatrix};
+    const Float4 D = evaluateTextureChannel(diffuse, ChannelVariant::FourFloat, record->objectPosition,
+                                            record->normal, readVarying<Float2>(*record, 0), false, Float3(1.0f), true)
+                         .color;
+    float a = D.w;
+    if (a < 0.05f) {
+        record->noContribution = 1;
+        return;
+    }
+    Float4 behind(1.0f);
+    if (a < 1.0f) {
+        services->traceTransmission(&behind, &record->position, &record->rayDir, 1.0f);
+    } else if (a > 1.0f) {
+        a = 1.0f;
+    }
+    const int32_t rayType = record->rayType;
+    if (p.useOverriddenReflection &&
+        (rayType == kRaySecondary || (rayType == kRayContinuation && !record->throughMatte))) {
+        Float4 texel = lookupLatLong(p.reflectLatlong, p.globalIBLMatrix, record->rayDir);
+        record->outColor = Float4(texel.xyz() * p.globalIBLGainValue, 1.0f);
+        return;
+    }
+    Float3 F(1.0f);
+    if (p.receiveShadow != 0.0f && record->normal.z > kUpwardFacing) F = shadowFactor(p, services, *record);
+    // Whatever the bump mode, the base colour is the diffuse channel's.
+    Float3 X = grade(p, D.xyz() * F);
+    float alpha = 1.0f;
+    if (p.draw_mere_shadow) alpha = maxComponent(F) < 0.7f ? 1.0f : 0.0f;
+    record->outColor = Float4(X * a + (1.0f - a) * behind.xyz(), alpha);
+}
+
+// Only the upward-facing parts block the host's shadow rays.
+void BackgroundGeometry::shadowTransmittance(RenderServices*, ShadingRecord* record) const {
+    bool blocks = record->rayType == kRayShadow && !(kUpwardFacing > record->normal.z);
+    record->outTransmittance = Float3(blocks ? 0.0f : 1.0f);
+}
+
+// The continuation goes straight on, whatever the host asked for.
+void BackgroundGeometry::sampleBsdf(RenderServices*, ShadingRecord* record) const {
+    record->sampleDir = record->rayDir;
+    record->sampleWeight = Float3(1.0f);
+    record->sampleCos = 1.0f;
+    record->samplePdf = 1.0f;
+    record->sampleLobe = kLobeSpecularReflection;
+}
+
+}  // namespace ksi
+
+KESTREL_EXPORT_SHADER(BackgroundGeometry)
