@@ -145,9 +145,11 @@ Float4 blendWithTransmission(RenderServices* services, const ShadingRecord& reco
     return Float4(lerp3(color.xyz(), behind.xyz(), mask), behind.w);
 }
 
-void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, Float3 terms,
-                         Float3 ambientTerm, Float3 ao, const CommonTint* tint) {
-    Float4 color(terms + ambientTerm * ao, 1.0f);
+void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, const MaterialTerms& terms,
+                         Float3 ao, const CommonTint* tint) {
+    Float3 sum = terms.added + terms.ambient * ao;
+    for (const Float3& term : terms.trailing) sum += term;
+    Float4 color(sum, 1.0f);
     if (tint && tint->u_commonTintEnable) setRgb(color, color.xyz() * tint->u_commonTintColor.xyz());
     record->outColor = blendWithTransmission(services, *record, mask, color);
 }

@@ -135,17 +135,19 @@ Float3 reflectClampedToSurface(Float3 rayDirection, Float3 geometricNormal, Floa
 // colour as it is.
 Float4 blendWithTransmission(RenderServices* services, const ShadingRecord& record, Float3 mask, Float4 color);
 
-// The common tail of shade: terms + ambientTerm x ao, the tint (when given and enabled), alpha
-// 1, then the blend with what lies behind by the mask; writes outColor.
-void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, Float3 terms,
-                         Float3 ambientTerm, Float3 ao, const CommonTint* tint);
-
 // What a material's lighting step hands back to the shade sequence.
 struct MaterialTerms {
-    Float3 added{0.0f, 0.0f, 0.0f};           // sum of the terms that are simply added
-    Float3 ambient{0.0f, 0.0f, 0.0f};         // the term multiplied by the AO colour
+    Float3 added{0.0f, 0.0f, 0.0f};             // sum of the terms that are simply added
+    Float3 ambient{0.0f, 0.0f, 0.0f};           // the term multiplied by the AO colour
     Float3 attenuationColor{0.0f, 0.0f, 0.0f};  // dims the ambient occlusion
+    // Terms added one by one after the ambient term, for a material whose sum is ordered so.
+    Float3 trailing[3]{Float3(0.0f), Float3(0.0f), Float3(0.0f)};
 };
+
+// The common tail of shade: added + ambient x ao + trailing, the tint (when given and enabled),
+// alpha 1, then the blend with what lies behind by the mask; writes outColor.
+void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, const MaterialTerms& terms,
+                         Float3 ao, const CommonTint* tint);
 
 // The normals the shade sequence works with: the record's, or a material's own oriented copies.
 struct SurfaceNormals {
@@ -179,7 +181,7 @@ void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint*
                                       readVarying<Float4>(*record, layout.vtxcolor), terms.attenuationColor,
                                       record->position, normals.normal, record->rayDir, normals.geomNormal, weight);
     }
-    finishMaterialShade(services, record, mask, terms.added, terms.ambient, ao, tint);
+    finishMaterialShade(services, record, mask, terms, ao, tint);
 }
 
 template <class Lighting>

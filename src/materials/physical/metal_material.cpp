@@ -109,13 +109,7 @@ void rotateAnisotropy(const P& p, ShadingFrame& frame, Float2 uv, float angle) {
         angle = p.u_anisoRotationMapEnable ? redAt(p.u_anisoRotationMap, p.u_anisoRotationTransform, uv)
                                            : p.u_anisoRotationValue;
     }
-    if (angle != 0.0f) {
-        float c = std::cos(angle), s = std::sin(angle);
-        Float3 T = frame.T * c + frame.B * s;
-        Float3 B = -frame.T * s + frame.B * c;
-        frame.T = T;
-        frame.B = B;
-    }
+    rotateTangent(frame, angle);
 }
 
 // How much of the surface the patina covers: four octaves of 2D noise thresholded around

@@ -3,6 +3,8 @@
 // shared.
 #pragma once
 
+#include <cmath>
+
 #include "frame/types.h"
 
 namespace ksi {
@@ -28,6 +30,16 @@ inline Float3 fromLocal(const ShadingFrame& frame, Float3 d) { return d.x * fram
 inline void orthonormalize(ShadingFrame& frame) {
     frame.T = normalize(frame.T - frame.N * dot(frame.T, frame.N));
     frame.B = normalize(cross(frame.N, frame.T));
+}
+
+// Turns the tangent and bitangent about the normal by angle radians; 0 leaves the frame alone.
+inline void rotateTangent(ShadingFrame& frame, float angle) {
+    if (angle == 0.0f) return;
+    float c = std::cos(angle), s = std::sin(angle);
+    Float3 T = frame.T * c + frame.B * s;
+    Float3 B = -frame.T * s + frame.B * c;
+    frame.T = T;
+    frame.B = B;
 }
 
 }  // namespace ksi
