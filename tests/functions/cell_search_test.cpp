@@ -5,10 +5,12 @@
 #include <cmath>
 
 #include "materials/physical/ward_noise.h"
+#include "stub_services.h"
 
 namespace {
 
 using ksi::Float3;
+using kestrel::testing::StubServices;
 
 // A feature point per cell, each component in [-1, 1] (half cells), from a hash of the centre.
 Float3 hashedFeature(const Float3& c) {
@@ -24,52 +26,9 @@ Float3 hashedFeature(const Float3& c) {
     return {h(c.x, c.y, c.z, 1u), h(c.x, c.y, c.z, 2u), h(c.x, c.y, c.z, 3u)};
 }
 
-// Only the feature points are asked for; every other service answers zero.
-class FeaturePointServices final : public ksi::RenderServices {
-public:
-    const ksi::LightSample* getLightSamples(int32_t, const Float3*, const Float3*) override { return nullptr; }
-    Float3* ambientIrradiance(Float3* out, const Float3*, const Float3*) override { return zero(out); }
-    Float3* traceShadow(Float3* out, const Float3*, const Float3*) override { return zero(out); }
-    Float3* traceRay(Float3* out, int32_t, const Float3*, const Float3*, float) override { return zero(out); }
-    Float3* traceReflection(Float3* out, const Float3*, const Float3*, float) override { return zero(out); }
-    ksi::Float4* traceTransmission(ksi::Float4* out, const Float3*, const Float3*, float) override {
-        *out = ksi::Float4(0.0f);
-        return out;
-    }
-    Float3* traceAnisotropicReflection(Float3* out, const Float3*, const Float3*, const Float3*, const Float3*, float,
-                                       float, float) override {
-        return zero(out);
-    }
-    Float3* traceGlossyReflection(Float3* out, const Float3*, const Float3*, float, float) override { return zero(out); }
-    Float3* traceGlossyTransmission(Float3* out, const Float3*, const Float3*, float, float) override {
-        return zero(out);
-    }
-    Float3* ambientOcclusion(Float3* out, const Float3*, const Float3*, float) override { return zero(out); }
-    Float3* indirectIrradiance(Float3* out, const Float3*, const Float3*, float) override { return zero(out); }
-    float random() override { return 0.0f; }
-    ksi::Float2* random2D(ksi::Float2* out) override {
-        *out = ksi::Float2(0.0f);
-        return out;
-    }
-    float noise(const ksi::Float4*) override { return 0.0f; }
-    float noise3D(const Float3*) override { return 0.0f; }
-    float noise2D(const ksi::Float2*) override { return 0.0f; }
-    float noise1D(float) override { return 0.0f; }
-    float latticeValue(const Float3*) override { return 0.0f; }
-    Float3* cellFeaturePoint(Float3* out, const Float3* cell) override {
-        *out = hashedFeature(*cell);
-        return out;
-    }
-
-private:
-    static Float3* zero(Float3* out) {
-        *out = Float3(0.0f);
-        return out;
-    }
-};
-
 TEST(CellSearch, MatchesABruteForceSearch) {
-    FeaturePointServices services;
+    StubServices services;
+    services.feature = hashedFeature;
     uint32_t state = 7u;
     auto uniform = [&]() {
         state = state * 1664525u + 1013904223u;
