@@ -148,8 +148,8 @@ Mesh makeMaterialBall() {
     // above z = 0 and show the material on convex, flat and grazing surfaces.
     Mesh mesh;
     std::vector<glm::vec2> normals;
-    std::vector<glm::vec2> ball = sphereProfile(40, 0.8f, 1.15f, normals);
-    addRevolution(mesh, ball, normals, 80, 0.25f, 1.0f);
+    std::vector<glm::vec2> ball = sphereProfile(96, 0.8f, 1.15f, normals);
+    addRevolution(mesh, ball, normals, 192, 0.25f, 1.0f);
     // Pedestal: a side wall and a top rim, with its own smooth shading bands.
     std::vector<glm::vec2> wall = {{0.7f, 0.0f}, {0.7f, 0.3f}};
     std::vector<glm::vec2> wallNormals = {{1, 0}, {1, 0}};

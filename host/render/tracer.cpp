@@ -161,6 +161,7 @@ glm::vec4 Tracer::traceRadiance(glm::vec3 origin, glm::vec3 direction, int32_t r
         return glm::vec4(0.0f, 0.0f, 0.0f, 1.0f);
     }
     constexpr int kMaxSkippedSurfaces = 32;
+    origin = leave(origin, direction);
     float tNear = rayType == ksi::kRayCamera ? 0.0f : epsilon_;
     for (int skipped = 0; skipped < kMaxSkippedSurfaces; ++skipped) {
         SurfaceHit hit;
@@ -174,7 +175,7 @@ glm::vec4 Tracer::traceRadiance(glm::vec3 origin, glm::vec3 direction, int32_t r
 
         const RayContext savedContext = context_;
         const float savedImportance = importance_;
-        context_ = RayContext{rayType, throughMatte};
+        context_ = RayContext{rayType, throughMatte, true, hit.position, hit.geomNormal};
         importance_ = importance;
         ++depth_;
         material.shader->material().shade(this, &record);
@@ -195,6 +196,12 @@ Tracer::RayContext Tracer::transmissionContext() const {
     bool camera = context_.rayType == ksi::kRayCamera ||
                   (context_.rayType == ksi::kRayContinuation && context_.throughMatte);
     return camera ? RayContext{ksi::kRayContinuation, true} : RayContext{ksi::kRaySecondary, false};
+}
+
+glm::vec3 Tracer::leave(const glm::vec3& origin, const glm::vec3& direction) const {
+    if (!context_.onSurface || origin != context_.position) return origin;
+    float side = glm::dot(direction, context_.geomNormal) >= 0.0f ? 1.0f : -1.0f;
+    return origin + context_.geomNormal * (side * epsilon_);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -240,18 +247,19 @@ glm::vec3 Tracer::transmittance(const glm::vec3& from, const glm::vec3& to, bool
     float distance = toInfinity ? std::numeric_limits<float>::infinity() : glm::length(direction);
     if (!toInfinity) direction = unit(direction);
     if (isBlack(direction) || !(distance > 2.0f * epsilon_)) return glm::vec3(1.0f);
+    const glm::vec3 start = leave(from, direction);
     glm::vec3 result(1.0f);
     float tNear = epsilon_;
     const float tFar = toInfinity ? distance : distance - epsilon_;
     constexpr int kMaxSurfaces = 16;
     for (int i = 0; i < kMaxSurfaces; ++i) {
         SurfaceHit hit;
-        if (!intersect(from, direction, tNear, tFar, hit)) return result;
+        if (!intersect(start, direction, tNear, tFar, hit)) return result;
         const Object& object = scene_.objects[static_cast<std::size_t>(hit.object)];
         const Material& material = scene_.materials[static_cast<std::size_t>(object.material)];
         if (!(material.capabilities & ksi::kCapShadowTransmittance)) return glm::vec3(0.0f);
         ksi::ShadingRecord record;
-        fillRecord(record, hit, from, direction, ksi::kRayShadow, false);
+        fillRecord(record, hit, start, direction, ksi::kRayShadow, false);
         material.shader->material().shadowTransmittance(this, &record);
         if (!record.noContribution) result *= toGlm(record.outTransmittance);
         if (isBlack(result)) return result;
@@ -366,7 +374,8 @@ ksi::Float3* Tracer::ambientOcclusion(ksi::Float3* out, const ksi::Float3* posit
     int open = 0;
     for (int i = 0; i < samples; ++i) {
         ++rays_;
-        if (!scene_.occluded(p, cosineDirection(n), epsilon_, occlusionDistance_)) ++open;
+        glm::vec3 d = cosineDirection(n);
+        if (!scene_.occluded(leave(p, d), d, epsilon_, occlusionDistance_)) ++open;
     }
     *out = ksi::Float3(static_cast<float>(open) / static_cast<float>(samples));
     return out;
@@ -456,8 +465,8 @@ glm::vec4 Tracer::pathSample(glm::vec3 origin, glm::vec3 direction) {
         fillRecord(record, hit, origin, direction, rayType, false);
 
         // A material that cannot be sampled ends the path with its own shading.
+        context_ = RayContext{rayType, false, true, hit.position, hit.geomNormal};
         if (!(material.capabilities & ksi::kCapSampleBsdf)) {
-            context_ = RayContext{rayType, false};
             ++depth_;
             shader.shade(this, &record);
             --depth_;
@@ -505,7 +514,7 @@ glm::vec4 Tracer::pathSample(glm::vec3 origin, glm::vec3 direction) {
                 evaluate(w, f);
                 if (lightPdf > 0.0f && !isBlack(f)) {
                     ++rays_;
-                    if (!scene_.occluded(hit.position, w, epsilon_, std::numeric_limits<float>::infinity())) {
+                    if (!scene_.occluded(leave(hit.position, w), w, epsilon_, std::numeric_limits<float>::infinity())) {
                         glm::vec3 e(environmentRadiance(w, ksi::kRaySecondary, false));
                         float q = proxy(f);
                         float weight = lightPdf * lightPdf / (lightPdf * lightPdf + q * q);
@@ -550,7 +559,7 @@ glm::vec4 Tracer::pathSample(glm::vec3 origin, glm::vec3 direction) {
             if (!(random() < survive)) break;
             throughput /= survive;
         }
-        origin = hit.position;
+        origin = leave(hit.position, next);
         direction = next;
         rayType = ksi::kRaySecondary;
         tNear = epsilon_;

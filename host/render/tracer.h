@@ -85,6 +85,10 @@ private:
     struct RayContext {
         int32_t rayType = ksi::kRayCamera;
         bool throughMatte = false;
+        // The surface being shaded: rays that start on it leave from just off its face.
+        bool onSurface = false;
+        glm::vec3 position{0.0f};
+        glm::vec3 geomNormal{0.0f};
     };
 
     glm::vec4 traceRadiance(glm::vec3 origin, glm::vec3 direction, int32_t rayType, bool throughMatte, float weight);
@@ -99,6 +103,9 @@ private:
     // Continuation of a transmission request: a camera ray seen through a surface stays a
     // camera ray through the matte, everything else becomes a secondary ray.
     RayContext transmissionContext() const;
+    // A ray starting at the shaded surface's own point starts a little off the face, on the side
+    // it leaves towards, so it cannot hit the facet it starts on; other origins stay.
+    glm::vec3 leave(const glm::vec3& origin, const glm::vec3& direction) const;
     bool intersect(const glm::vec3& origin, const glm::vec3& direction, float tNear, float tFar, SurfaceHit& hit);
 
     const Scene& scene_;

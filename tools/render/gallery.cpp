@@ -127,7 +127,10 @@ render::Image contactSheet(const std::vector<std::string>& labels, const std::ve
     const int count = static_cast<int>(images.size());
     const int columns = std::max(1, std::min(count, static_cast<int>(std::ceil(std::sqrt(count * 1.5)))));
     const int rows = (count + columns - 1) / columns;
-    const int scale = cellWidth >= 240 ? 2 : 1;
+    // Large letters when every label fits the cell at that size.
+    std::size_t longest = 0;
+    for (const std::string& label : labels) longest = std::max(longest, label.size());
+    const int scale = static_cast<int>(longest) * 12 + 4 <= cellWidth ? 2 : 1;
     const int labelHeight = 7 * scale + 6, gap = 4;
     sheet.width = columns * (cellWidth + gap) + gap;
     sheet.height = rows * (cellHeight + labelHeight + gap) + gap;

@@ -1,6 +1,7 @@
 // kestrel-render: the reference renderer. Renders a scene file with the shader library loaded
 // as a production renderer loads it, or the gallery of every material class the library
 // exports.
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
@@ -12,6 +13,7 @@
 
 #include "gallery.h"
 #include "gallery_assets.h"
+#include "name_match.h"
 #include "plugin_library.h"
 #include "render/render.h"
 #include "render/scene_file.h"
@@ -36,6 +38,7 @@ struct Options {
     bool exrFloat = false;
     bool bench = false;
     bool quiet = false;
+    std::vector<std::string> classes;
 };
 
 // The gallery installed beside the program: <prefix>/share/kestrel/gallery.
@@ -105,6 +108,19 @@ int renderGallery(const Options& options, const PluginLibrary& library) {
     // gallery at once.
     render::TextureSet textures;
     std::vector<gallery::Preview> previews = gallery::previews(library, directory);
+    if (!options.classes.empty()) {
+        std::vector<std::string> known;
+        for (const gallery::Preview& p : previews) known.push_back(p.className);
+        for (const std::string& name : options.classes) {
+            if (std::find(known.begin(), known.end(), name) == known.end()) {
+                throw std::runtime_error("--class '" + name + "' is not a material class of the library" +
+                                         didYouMean(name, known));
+            }
+        }
+        std::erase_if(previews, [&](const gallery::Preview& p) {
+            return std::find(options.classes.begin(), options.classes.end(), p.className) == options.classes.end();
+        });
+    }
     std::vector<std::unique_ptr<render::Scene>> scenes;
     std::vector<render::RenderSettings> settings(previews.size());
     for (std::size_t i = 0; i < previews.size(); ++i) {
@@ -172,6 +188,7 @@ int main(int argc, char** argv) {
     app.add_option("--max-depth", options.maxDepth, "Nested traces (shade) or bounces (path)")->check(CLI::Range(1, 64));
     app.add_flag("--exr-float", options.exrFloat, "Write EXR as 32-bit float instead of half");
     app.add_flag("--bench", options.bench, "Print timing figures (per class with --gallery)");
+    app.add_option("--class", options.classes, "With --gallery: render only these classes (repeatable)");
     app.add_flag("--quiet", options.quiet, "No progress bar");
     CLI11_PARSE(app, argc, argv);
 
