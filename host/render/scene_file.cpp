@@ -1,0 +1,460 @@
+#include "render/scene_file.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <sstream>
+
+#include <glm/gtc/type_ptr.hpp>
+
+#include "name_match.h"
+
+namespace kestrel::render {
+
+namespace {
+
+using nlohmann::json;
+
+class Reader {
+public:
+    Reader(const SceneSource& source) : source_(source) {}
+
+    [[noreturn]] void fail(const std::string& place, const std::string& message) const {
+        throw SceneError(source_.fileName + ": " + (place.empty() ? "" : place + ": ") + message);
+    }
+
+    static std::string child(const std::string& place, const std::string& key) {
+        return place.empty() ? key : place + "." + key;
+    }
+    static std::string item(const std::string& place, std::size_t index) {
+        return place + "[" + std::to_string(index) + "]";
+    }
+
+    const json& object(const json& value, const std::string& place, const std::vector<std::string>& keys) const {
+        if (!value.is_object()) fail(place, "expected an object, found " + describe(value));
+        for (const auto& [key, member] : value.items()) {
+            if (std::find(keys.begin(), keys.end(), key) == keys.end()) {
+                std::string names;
+                for (const std::string& k : keys) names += (names.empty() ? "" : ", ") + k;
+                fail(child(place, key), "unknown key '" + key + "'" + didYouMean(key, keys) + " (expected one of: " +
+                                            names + ")");
+            }
+        }
+        return value;
+    }
+
+    float number(const json& value, const std::string& place) const {
+        if (!value.is_number()) fail(place, "expected a number, found " + describe(value));
+        double d = value.get<double>();
+        if (!(std::fabs(d) <= std::numeric_limits<float>::max())) fail(place, "number out of the float range");
+        return static_cast<float>(d);
+    }
+
+    int integer(const json& value, const std::string& place, int lo, int hi) const {
+        if (!value.is_number_integer()) fail(place, "expected a whole number, found " + describe(value));
+        auto i = value.get<int64_t>();
+        if (i < lo || i > hi) fail(place, "expected a whole number from " + std::to_string(lo) + " to " + std::to_string(hi));
+        return static_cast<int>(i);
+    }
+
+    std::vector<float> numbers(const json& value, const std::string& place, std::size_t count) const {
+        if (!value.is_array() || value.size() != count) {
+            fail(place, "expected an array of " + std::to_string(count) + " numbers, found " + describe(value));
+        }
+        std::vector<float> result;
+        for (std::size_t i = 0; i < count; ++i) result.push_back(number(value[i], item(place, i)));
+        return result;
+    }
+
+    glm::vec3 vec3(const json& value, const std::string& place) const {
+        std::vector<float> v = numbers(value, place, 3);
+        return {v[0], v[1], v[2]};
+    }
+
+    // n x n numbers, flat in row order or as n rows.
+    std::vector<float> matrix(const json& value, const std::string& place, std::size_t n) const {
+        if (value.is_array() && value.size() == n && value[0].is_array()) {
+            std::vector<float> result;
+            for (std::size_t row = 0; row < n; ++row) {
+                std::vector<float> r = numbers(value[row], item(place, row), n);
+                result.insert(result.end(), r.begin(), r.end());
+            }
+            return result;
+        }
+        if (value.is_array() && value.size() == n * n) return numbers(value, place, n * n);
+        fail(place, "expected a " + std::to_string(n) + "x" + std::to_string(n) + " matrix: " + std::to_string(n * n) +
+                        " numbers in row order or " + std::to_string(n) + " rows of " + std::to_string(n) +
+                        ", found " + describe(value));
+    }
+
+    std::string string(const json& value, const std::string& place) const {
+        if (!value.is_string()) fail(place, "expected a string, found " + describe(value));
+        return value.get<std::string>();
+    }
+
+    // A file path relative to the scene's base directory.
+    std::string path(const json& value, const std::string& place) const {
+        std::filesystem::path p = string(value, place);
+        if (p.is_relative() && !source_.baseDirectory.empty()) p = std::filesystem::path(source_.baseDirectory) / p;
+        return p.lexically_normal().string();
+    }
+
+    static std::string describe(const json& value) {
+        switch (value.type()) {
+            case json::value_t::null: return "null";
+            case json::value_t::boolean: return "a boolean";
+            case json::value_t::string: return "a string";
+            case json::value_t::array: return "an array of " + std::to_string(value.size());
+            case json::value_t::object: return "an object";
+            case json::value_t::number_integer:
+            case json::value_t::number_unsigned:
+            case json::value_t::number_float: return "a number";
+            default: return "a value";
+        }
+    }
+
+    const SceneSource& source() const { return source_; }
+
+private:
+    const SceneSource& source_;
+};
+
+std::unique_ptr<ShaderInstance> createShader(const Reader& reader, const PluginLibrary& library, const json& spec,
+                                             const std::string& place, int32_t kind, TextureSet& textures) {
+    reader.object(spec, place, {"class", "parameters"});
+    if (!spec.contains("class")) reader.fail(place, "missing 'class'");
+    std::string className = reader.string(spec["class"], Reader::child(place, "class"));
+    std::unique_ptr<ShaderInstance> shader;
+    try {
+        shader = std::make_unique<ShaderInstance>(library.findClass(className));
+    } catch (const LoadError& error) {
+        reader.fail(Reader::child(place, "class"), error.what());
+    }
+    if (shader->kind() != kind) {
+        reader.fail(Reader::child(place, "class"), className + " is " + (shader->kind() == ksi::kKindLight ? "a " : "an ") +
+                                                       kindName(shader->kind()) + ", not " +
+                                                       (kind == ksi::kKindMaterial ? "a " : "an ") + kindName(kind));
+    }
+    completeParameters(*shader);
+    if (spec.contains("parameters")) {
+        const std::string parametersPlace = Reader::child(place, "parameters");
+        const json& parameters = spec["parameters"];
+        if (!parameters.is_object()) reader.fail(parametersPlace, "expected an object, found " + Reader::describe(parameters));
+        for (const auto& [name, value] : parameters.items()) {
+            setParameter(*shader, name, value, reader.source(), Reader::child(parametersPlace, name), textures);
+        }
+    }
+    return shader;
+}
+
+Material makeMaterial(std::unique_ptr<ShaderInstance> shader, const std::string& place) {
+    Material material;
+    material.where = place;
+    material.capabilities = shader->declaration().capabilities;
+    for (const VaryingDeclaration& varying : shader->declaration().varyings) {
+        int size = varying.type == ksi::kVaryingFloat2 ? 8 : varying.type == ksi::kVaryingFloat3 ? 12 : 16;
+        // A varying that would reach outside the record's area is not delivered.
+        if (varying.offset < 0 || varying.offset > ksi::kVaryingsSize - size) continue;
+        if (varying.name == "uv") material.uvOffset = varying.offset;
+        if (varying.name == "uv1") material.uv1Offset = varying.offset;
+        if (varying.name == "tangent") material.tangentOffset = varying.offset;
+        if (varying.name == "bitangent") material.bitangentOffset = varying.offset;
+        if (varying.name == "vtxcolor") material.colorOffset = varying.offset;
+    }
+    material.shader = std::move(shader);
+    return material;
+}
+
+}  // namespace
+
+void completeParameters(ShaderInstance& shader) {
+    for (const ParameterDeclaration& p : shader.declaration().parameters) {
+        int n = p.type == ParamType::Matrix3 ? 9 : p.type == ParamType::Matrix4 ? 16 : 0;
+        if (n == 0) continue;
+        const auto* m = static_cast<const float*>(p.address);
+        bool usable = false;
+        for (int i = 0; i < n; ++i) {
+            if (!std::isfinite(m[i])) {
+                usable = false;
+                break;
+            }
+            usable = usable || m[i] != 0.0f;
+        }
+        if (usable) continue;
+        if (n == 9) shader.set(p.name, ksi::Float3x3::identity());
+        else shader.set(p.name, ksi::Float4x4::identity());
+    }
+}
+
+void setParameter(ShaderInstance& shader, const std::string& name, const json& value, const SceneSource& source,
+                  const std::string& place, TextureSet& textures) {
+    Reader reader(source);
+    if (!shader.hasParameter(name)) {
+        std::vector<std::string> names = shader.parameterNames();
+        std::string list;
+        for (const std::string& n : names) list += (list.empty() ? "" : ", ") + n;
+        reader.fail(place, shader.className() + " has no parameter '" + name + "'" + didYouMean(name, names) +
+                               "; its parameters are: " + list);
+    }
+    const ParameterDeclaration& p = shader.parameter(name);
+    const std::string expected = std::string("(") + shader.className() + " declares '" + name + "' as " +
+                                 typeName(p.type) + ")";
+    auto wrong = [&](const std::string& what) { reader.fail(place, what + " " + expected); };
+    switch (p.type) {
+        case ParamType::Bool:
+            if (!value.is_boolean()) wrong("expected true or false, found " + Reader::describe(value));
+            shader.set(name, value.get<bool>());
+            return;
+        case ParamType::Int:
+            if (!value.is_number_integer()) wrong("expected a whole number, found " + Reader::describe(value));
+            if (value.get<int64_t>() < std::numeric_limits<int32_t>::min() ||
+                value.get<int64_t>() > std::numeric_limits<int32_t>::max()) {
+                wrong("whole number out of the 32-bit range");
+            }
+            shader.set(name, static_cast<int32_t>(value.get<int64_t>()));
+            return;
+        case ParamType::Float:
+            if (!value.is_number()) wrong("expected a number, found " + Reader::describe(value));
+            shader.set(name, reader.number(value, place));
+            return;
+        case ParamType::Float2:
+        case ParamType::Float3:
+        case ParamType::Float4: {
+            const auto n = static_cast<std::size_t>(componentCount(p.type));
+            if (!value.is_array() || value.size() != n) {
+                wrong("expected an array of " + std::to_string(n) + " numbers, found " + Reader::describe(value));
+            }
+            std::vector<float> v = reader.numbers(value, place, n);
+            if (n == 2) shader.set(name, ksi::Float2(v[0], v[1]));
+            if (n == 3) shader.set(name, ksi::Float3(v[0], v[1], v[2]));
+            if (n == 4) shader.set(name, ksi::Float4(v[0], v[1], v[2], v[3]));
+            return;
+        }
+        case ParamType::Matrix3: {
+            std::vector<float> v = reader.matrix(value, place, 3);
+            ksi::Float3x3 m;
+            std::copy(v.begin(), v.end(), m.m);
+            shader.set(name, m);
+            return;
+        }
+        case ParamType::Matrix4: {
+            std::vector<float> v = reader.matrix(value, place, 4);
+            ksi::Float4x4 m;
+            std::copy(v.begin(), v.end(), m.m);
+            shader.set(name, m);
+            return;
+        }
+        case ParamType::DataTexture:
+        case ParamType::Texture:
+        case ParamType::CubeTexture: {
+            if (value.is_null()) {
+                shader.bindTexture(name, nullptr, -1);
+                return;
+            }
+            if (p.type == ParamType::DataTexture && value.is_array()) {
+                std::vector<ksi::Float4> row;
+                for (std::size_t i = 0; i < value.size(); ++i) {
+                    const std::string texelPlace = Reader::item(place, i);
+                    if (!value[i].is_array() || value[i].empty() || value[i].size() > 4) {
+                        reader.fail(texelPlace, "expected a texel of 1 to 4 numbers, found " + Reader::describe(value[i]));
+                    }
+                    std::vector<float> v = reader.numbers(value[i], texelPlace, value[i].size());
+                    ksi::Float4 texel(0.0f, 0.0f, 0.0f, 1.0f);
+                    std::copy(v.begin(), v.end(), &texel.x);
+                    row.push_back(texel);
+                }
+                if (row.empty()) reader.fail(place, "a data texture needs at least one texel");
+                shader.bindTexture(name, textures.fromData({row}), 0);
+                return;
+            }
+            if (!value.is_string()) {
+                wrong(std::string("expected an image file path") +
+                      (p.type == ParamType::DataTexture ? " or an array of texels" : "") + ", found " +
+                      Reader::describe(value));
+            }
+            try {
+                shader.bindTexture(name, textures.open(reader.path(value, place), p.type), 0);
+            } catch (const TextureError& error) {
+                reader.fail(place, error.what());
+            }
+            return;
+        }
+    }
+}
+
+json parseSceneText(const std::string& text, const std::string& fileName) {
+    try {
+        return json::parse(text);
+    } catch (const json::parse_error& error) {
+        // Report the line and column rather than nlohmann's byte offset.
+        std::size_t line = 1, column = 1;
+        for (std::size_t i = 0; i + 1 < error.byte && i < text.size(); ++i) {
+            if (text[i] == '\n') {
+                ++line;
+                column = 1;
+            } else {
+                ++column;
+            }
+        }
+        std::string reason = error.what();
+        auto colon = reason.rfind(": ");
+        if (colon != std::string::npos) reason = reason.substr(colon + 2);
+        throw SceneError(fileName + ": line " + std::to_string(line) + ", column " + std::to_string(column) +
+                         ": malformed JSON: " + reason);
+    }
+}
+
+json readSceneFile(const std::string& path) {
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(path, error)) throw SceneError(path + ": scene file does not exist");
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw SceneError(path + ": cannot open the scene file");
+    std::stringstream text;
+    text << file.rdbuf();
+    return parseSceneText(text.str(), path);
+}
+
+void loadScene(const json& document, const SceneSource& source, const PluginLibrary& library, TextureSet& textures,
+               Scene& scene, RenderSettings& settings) {
+    Reader reader(source);
+    reader.object(document, "", {"camera", "render", "environment", "lights", "objects", "ambient"});
+
+    if (document.contains("camera")) {
+        const json& camera = reader.object(document["camera"], "camera", {"position", "lookAt", "up", "fov"});
+        if (camera.contains("position")) scene.camera.position = reader.vec3(camera["position"], "camera.position");
+        if (camera.contains("lookAt")) scene.camera.lookAt = reader.vec3(camera["lookAt"], "camera.lookAt");
+        if (camera.contains("up")) scene.camera.up = reader.vec3(camera["up"], "camera.up");
+        if (camera.contains("fov")) {
+            float fov = reader.number(camera["fov"], "camera.fov");
+            if (!(fov > 0.0f && fov < 180.0f)) reader.fail("camera.fov", "expected a vertical angle between 0 and 180 degrees");
+            scene.camera.fovDegrees = fov;
+        }
+        glm::vec3 forward = scene.camera.lookAt - scene.camera.position;
+        if (!(glm::length(forward) > 0.0f)) reader.fail("camera.lookAt", "the camera looks at its own position");
+        if (!(glm::length(glm::cross(forward, scene.camera.up)) > 0.0f)) {
+            reader.fail("camera.up", "the up direction is parallel to the viewing direction");
+        }
+    }
+
+    if (document.contains("render")) {
+        const json& render = reader.object(document["render"], "render",
+                                           {"resolution", "spp", "mode", "seed", "maxDepth", "occlusionSamples",
+                                            "occlusionDistance"});
+        if (render.contains("resolution")) {
+            const json& r = render["resolution"];
+            if (!r.is_array() || r.size() != 2) reader.fail("render.resolution", "expected [width, height]");
+            settings.width = reader.integer(r[0], "render.resolution[0]", 1, 16384);
+            settings.height = reader.integer(r[1], "render.resolution[1]", 1, 16384);
+        }
+        if (render.contains("spp")) settings.samplesPerPixel = reader.integer(render["spp"], "render.spp", 1, 1 << 20);
+        if (render.contains("mode")) {
+            std::string mode = reader.string(render["mode"], "render.mode");
+            if (mode == "shade") settings.integrator = Integrator::Shade;
+            else if (mode == "path") settings.integrator = Integrator::Path;
+            else reader.fail("render.mode", "unknown mode '" + mode + "'" + didYouMean(mode, {"shade", "path"}) +
+                                                 " (expected shade or path)");
+        }
+        if (render.contains("seed")) settings.seed = static_cast<uint64_t>(reader.integer(render["seed"], "render.seed", 0, std::numeric_limits<int>::max()));
+        if (render.contains("maxDepth")) settings.maxDepth = reader.integer(render["maxDepth"], "render.maxDepth", 1, 64);
+        if (render.contains("occlusionSamples")) {
+            settings.occlusionSamples = reader.integer(render["occlusionSamples"], "render.occlusionSamples", 1, 256);
+        }
+        if (render.contains("occlusionDistance")) {
+            settings.occlusionDistance = reader.number(render["occlusionDistance"], "render.occlusionDistance");
+            if (!(settings.occlusionDistance > 0.0f)) reader.fail("render.occlusionDistance", "expected a positive distance");
+        }
+    }
+
+    if (document.contains("ambient")) scene.ambient = reader.vec3(document["ambient"], "ambient");
+
+    if (document.contains("environment")) {
+        scene.environment = createShader(reader, library, document["environment"], "environment",
+                                         ksi::kKindEnvironment, textures);
+    }
+
+    if (document.contains("lights")) {
+        const json& lights = document["lights"];
+        if (!lights.is_array()) reader.fail("lights", "expected an array of lights, found " + Reader::describe(lights));
+        for (std::size_t i = 0; i < lights.size(); ++i) {
+            const std::string place = Reader::item("lights", i);
+            const json& spec = reader.object(lights[i], place,
+                                             {"class", "parameters", "position", "axis", "specularScale", "specular"});
+            Light light;
+            json shaderSpec = json::object();
+            if (spec.contains("class")) shaderSpec["class"] = spec["class"];
+            if (spec.contains("parameters")) shaderSpec["parameters"] = spec["parameters"];
+            if (!spec.contains("class")) reader.fail(place, "missing 'class'");
+            light.shader = createShader(reader, library, shaderSpec, place, ksi::kKindLight, textures);
+            if (!spec.contains("position")) reader.fail(place, "missing 'position'");
+            light.position = reader.vec3(spec["position"], Reader::child(place, "position"));
+            if (spec.contains("axis")) {
+                light.axis = reader.vec3(spec["axis"], Reader::child(place, "axis"));
+                if (!(glm::length(light.axis) > 0.0f)) reader.fail(Reader::child(place, "axis"), "the axis has no length");
+                light.axis = glm::normalize(light.axis);
+            }
+            if (spec.contains("specularScale")) {
+                light.specularScale = reader.number(spec["specularScale"], Reader::child(place, "specularScale"));
+            }
+            if (spec.contains("specular")) {
+                if (!spec["specular"].is_boolean()) reader.fail(Reader::child(place, "specular"), "expected true or false");
+                light.specular = spec["specular"].get<bool>();
+            }
+            scene.lights.push_back(std::move(light));
+        }
+    }
+
+    if (document.contains("objects")) {
+        const json& objects = document["objects"];
+        if (!objects.is_array()) reader.fail("objects", "expected an array of objects, found " + Reader::describe(objects));
+        for (std::size_t i = 0; i < objects.size(); ++i) {
+            const std::string place = Reader::item("objects", i);
+            const json& spec = reader.object(objects[i], place, {"shape", "mesh", "matrix", "material"});
+            Object object;
+            if (spec.contains("shape") == spec.contains("mesh")) {
+                reader.fail(place, "expected exactly one of 'shape' (sphere, plane, box, materialBall) or 'mesh' (an OBJ file)");
+            }
+            if (spec.contains("shape")) {
+                const std::string shapePlace = Reader::child(place, "shape");
+                std::string shape = reader.string(spec["shape"], shapePlace);
+                static const std::vector<std::string> kShapes = {"sphere", "plane", "box", "materialBall"};
+                if (shape == "sphere") object.mesh = std::make_shared<Mesh>(makeSphere());
+                else if (shape == "plane") object.mesh = std::make_shared<Mesh>(makePlane());
+                else if (shape == "box") object.mesh = std::make_shared<Mesh>(makeBox());
+                else if (shape == "materialBall") object.mesh = std::make_shared<Mesh>(makeMaterialBall());
+                else reader.fail(shapePlace, "unknown shape '" + shape + "'" + didYouMean(shape, kShapes) +
+                                                 " (expected sphere, plane, box or materialBall)");
+            } else {
+                const std::string meshPlace = Reader::child(place, "mesh");
+                std::string file = reader.path(spec["mesh"], meshPlace);
+                std::error_code error;
+                if (!std::filesystem::is_regular_file(file, error)) reader.fail(meshPlace, "mesh file '" + file + "' does not exist");
+                try {
+                    object.mesh = std::make_shared<Mesh>(loadObj(file));
+                } catch (const std::runtime_error& e) {
+                    reader.fail(meshPlace, "cannot read mesh '" + file + "': " + e.what());
+                }
+            }
+            if (spec.contains("matrix")) {
+                std::vector<float> m = reader.matrix(spec["matrix"], Reader::child(place, "matrix"), 4);
+                std::copy(m.begin(), m.end(), object.objectMatrix.m);
+                // The row-major, row-vector matrix read in column-major order is its own
+                // column-vector form.
+                object.toWorld = glm::make_mat4(m.data());
+                if (!(std::fabs(glm::determinant(glm::mat3(object.toWorld))) > 0.0f)) {
+                    reader.fail(Reader::child(place, "matrix"), "the matrix is singular (it flattens the object)");
+                }
+            }
+            if (!spec.contains("material")) reader.fail(place, "missing 'material'");
+            const std::string materialPlace = Reader::child(place, "material");
+            object.material = static_cast<int>(scene.materials.size());
+            scene.materials.push_back(makeMaterial(
+                createShader(reader, library, spec["material"], materialPlace, ksi::kKindMaterial, textures),
+                materialPlace));
+            scene.objects.push_back(std::move(object));
+        }
+    }
+    scene.commit();
+}
+
+}  // namespace kestrel::render

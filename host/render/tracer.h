@@ -1,0 +1,126 @@
+// The host's render services: everything the shaders ask of the scene, answered by tracing
+// it with Embree, and the two integrators that drive the shaders for one camera sample.
+//
+// One Tracer serves one thread at a time. Its random numbers come from the stream of the pixel
+// being rendered, so an image does not depend on how pixels are spread over threads.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include <glm/glm.hpp>
+#include <pcg_random.hpp>
+
+#include <kestrel/kestrel.h>
+
+#include "render/scene.h"
+
+namespace kestrel::render {
+
+enum class Integrator {
+    Shade,  // camera rays call the materials' shade, which gathers light through the services
+    Path,   // a path tracer driven by sampleBsdf and evaluateBsdf
+};
+
+struct RenderSettings {
+    int width = 320;
+    int height = 240;
+    int samplesPerPixel = 4;
+    uint64_t seed = 0;
+    Integrator integrator = Integrator::Shade;
+    int maxDepth = 6;          // nested traces (shade) or bounces (path)
+    float minWeight = 0.01f;   // traces whose accumulated importance falls below are black
+    int occlusionSamples = 2;  // rays per ambientOcclusion call
+    float occlusionDistance = 0.0f;  // 0: the scene's extent
+};
+
+// What one camera sample yields.
+struct Sample {
+    glm::vec4 color{0.0f};  // RGB and alpha
+    bool finite = true;
+};
+
+class Tracer final : public ksi::RenderServices {
+public:
+    Tracer(const Scene& scene, const RenderSettings& settings);
+
+    // Renders one camera sample of pixel (x, y) with the pixel's own random stream.
+    Sample cameraSample(int x, int y, pcg32& random);
+
+    uint64_t rayCount() const { return rays_; }
+
+    // Render services.
+    const ksi::LightSample* getLightSamples(int32_t selector, const ksi::Float3* position,
+                                            const ksi::Float3* normal) override;
+    ksi::Float3* ambientIrradiance(ksi::Float3* out, const ksi::Float3* position, const ksi::Float3* normal) override;
+    ksi::Float3* traceShadow(ksi::Float3* out, const ksi::Float3* from, const ksi::Float3* to) override;
+    ksi::Float3* traceRay(ksi::Float3* out, int32_t rayType, const ksi::Float3* origin, const ksi::Float3* direction,
+                          float weight) override;
+    ksi::Float3* traceReflection(ksi::Float3* out, const ksi::Float3* origin, const ksi::Float3* direction,
+                                 float weight) override;
+    ksi::Float4* traceTransmission(ksi::Float4* out, const ksi::Float3* origin, const ksi::Float3* direction,
+                                   float weight) override;
+    ksi::Float3* traceAnisotropicReflection(ksi::Float3* out, const ksi::Float3* origin, const ksi::Float3* direction,
+                                            const ksi::Float3* tangent, const ksi::Float3* bitangent, float roughnessU,
+                                            float roughnessV, float weight) override;
+    ksi::Float3* traceGlossyReflection(ksi::Float3* out, const ksi::Float3* origin, const ksi::Float3* direction,
+                                       float roughness, float weight) override;
+    ksi::Float3* traceGlossyTransmission(ksi::Float3* out, const ksi::Float3* origin, const ksi::Float3* direction,
+                                         float roughness, float weight) override;
+    ksi::Float3* ambientOcclusion(ksi::Float3* out, const ksi::Float3* position, const ksi::Float3* normal,
+                                  float weight) override;
+    ksi::Float3* indirectIrradiance(ksi::Float3* out, const ksi::Float3* position, const ksi::Float3* normal,
+                                    float weight) override;
+    float random() override;
+    ksi::Float2* random2D(ksi::Float2* out) override;
+    float noise(const ksi::Float4* point) override;
+    float noise3D(const ksi::Float3* point) override;
+    float noise2D(const ksi::Float2* point) override;
+    float noise1D(float x) override;
+    float latticeValue(const ksi::Float3* latticePoint) override;
+    ksi::Float3* cellFeaturePoint(ksi::Float3* out, const ksi::Float3* cellCentre) override;
+
+private:
+    // The ray that the material being shaded was reached by: transmission requests continue it.
+    struct RayContext {
+        int32_t rayType = ksi::kRayCamera;
+        bool throughMatte = false;
+        // The surface being shaded: rays that start on it leave from just off its face.
+        bool onSurface = false;
+        glm::vec3 position{0.0f};
+        glm::vec3 geomNormal{0.0f};
+    };
+
+    glm::vec4 traceRadiance(glm::vec3 origin, glm::vec3 direction, int32_t rayType, bool throughMatte, float weight);
+    glm::vec4 environmentRadiance(const glm::vec3& direction, int32_t rayType, bool throughMatte);
+    void fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const glm::vec3& origin,
+                    const glm::vec3& direction, int32_t rayType, bool throughMatte) const;
+    glm::vec3 transmittance(const glm::vec3& from, const glm::vec3& to, bool toInfinity);
+    glm::vec4 pathSample(glm::vec3 origin, glm::vec3 direction);
+    // A direction around `axis` drawn from a lobe with slopes scaled by (roughnessU, roughnessV).
+    glm::vec3 glossyDirection(const glm::vec3& axis, const glm::vec3& tangent, float roughnessU, float roughnessV);
+    glm::vec3 cosineDirection(const glm::vec3& normal);
+    // Continuation of a transmission request: a camera ray seen through a surface stays a
+    // camera ray through the matte, everything else becomes a secondary ray.
+    RayContext transmissionContext() const;
+    // A ray starting at the shaded surface's own point starts a little off the face, on the side
+    // it leaves towards, so it cannot hit the facet it starts on; other origins stay.
+    glm::vec3 leave(const glm::vec3& origin, const glm::vec3& direction) const;
+    bool intersect(const glm::vec3& origin, const glm::vec3& direction, float tNear, float tFar, SurfaceHit& hit);
+
+    const Scene& scene_;
+    const RenderSettings& settings_;
+    pcg32* random_ = nullptr;
+    float epsilon_;
+    float occlusionDistance_;
+    int depth_ = 0;
+    float importance_ = 1.0f;
+    RayContext context_;
+    glm::vec2 screenPos_{0.0f};
+    uint64_t rays_ = 0;
+    // One light list per nesting depth: a material may still walk its list while a nested
+    // shade asks for another.
+    std::vector<std::vector<ksi::LightSample>> lightLists_;
+};
+
+}  // namespace kestrel::render
