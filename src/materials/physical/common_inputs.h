@@ -104,6 +104,18 @@ constexpr std::array<Declaration, 2> commonTintRows() {
     };
 }
 
+// The varyings "bitangent" (24), "tangent" (36) and "uv" (48) of the materials with a tangent
+// frame, and where they land.
+constexpr std::array<Declaration, 3> tangentVaryingRows() {
+    return {
+        varying(kVaryingFloat3, "bitangent", 24),
+        varying(kVaryingFloat3, "tangent", 36),
+        varying(kVaryingFloat2, "uv", 48),
+    };
+}
+inline constexpr VaryingLayout kTangentMaterialVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36,
+                                                        .bitangent = 24};
+
 // ---------------------------------------------------------------------------------------------
 // Operations
 

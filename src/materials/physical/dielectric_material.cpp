@@ -16,11 +16,7 @@ using P = DielectricParams;
 
 constexpr auto kDeclarations = concatRows(
     commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
-    std::array{
-        varying(kVaryingFloat3, "bitangent", 24),
-        varying(kVaryingFloat3, "tangent", 36),
-        varying(kVaryingFloat2, "uv", 48),
-    },
+    tangentVaryingRows(),
     globalClipRows<P>(),
     std::array{
         KS_PARAM(P, u_transmittanceMapEnable), KS_TEXTURE(P, u_transmittanceMap), KS_PARAM(P, u_transmittanceTransform),
@@ -35,7 +31,7 @@ constexpr auto kDeclarations = concatRows(
     },
     commonTintRows<P>());
 
-constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36, .bitangent = 24};
+constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 constexpr float kTinyRefraction = 1e-6f;
 
 Float2 uvOf(const ShadingRecord& record) { return readVarying<Float2>(record, kVaryings.uv); }
@@ -80,10 +76,8 @@ Float3 dielectricAbsorption(const P& p, const ShadingRecord& record, Float3 p0, 
 }
 
 ShadingFrame buildDielectricFrame(const P& p, RenderServices* services, const ShadingRecord& record) {
-    ShadingFrame frame;
-    frame.T = transformDirection(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix);
-    frame.N = record.normal;
-    orthonormalize(frame);
+    ShadingFrame frame =
+        tangentFrame(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix, record.normal);
     const Float2 uv = uvOf(record);
     if (p.u_normal0MapEnable) {
         applyHeightBump(frame, p.u_normal0Map, p.u_normal0Transform, uv, p.u_normal0UVScale, p.u_normal0Amount);

@@ -15,11 +15,7 @@ using P = GlazingParams;
 
 constexpr auto kDeclarations = concatRows(
     commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
-    std::array{
-        varying(kVaryingFloat3, "bitangent", 24),
-        varying(kVaryingFloat3, "tangent", 36),
-        varying(kVaryingFloat2, "uv", 48),
-    },
+    tangentVaryingRows(),
     globalClipRows<P>(),
     std::array{
         KS_PARAM(P, u_reflectance), KS_PARAM(P, u_reflectColor), KS_PARAM(P, u_refractColor), KS_PARAM(P, u_rough),
@@ -28,18 +24,14 @@ constexpr auto kDeclarations = concatRows(
     },
     commonTintRows<P>());
 
-constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36, .bitangent = 24};
+constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 
 // The reflected fraction; nothing clamps it, so p above 1 makes the transmitted part negative.
 float reflectProbability(const P& p) { return p.u_reflectance * p.u_reflectance / p.u_level; }
 
 // The glazing has no bump: the tangent frame around the shading normal.
 ShadingFrame glazingFrame(const ShadingRecord& record) {
-    ShadingFrame frame;
-    frame.T = transformDirection(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix);
-    frame.N = record.normal;
-    orthonormalize(frame);
-    return frame;
+    return tangentFrame(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix, record.normal);
 }
 
 Float3 transmissionColor(const P& p, const ShadingRecord& record) {

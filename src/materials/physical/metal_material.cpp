@@ -47,13 +47,9 @@ constexpr auto kDeclarations = concatRows(
         KS_PARAM(P, n_patinaPercent),
     },
     commonTintRows<P>(),
-    std::array{
-        varying(kVaryingFloat3, "bitangent", 24),
-        varying(kVaryingFloat3, "tangent", 36),
-        varying(kVaryingFloat2, "uv", 48),
-    });
+    tangentVaryingRows());
 
-constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36, .bitangent = 24};
+constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 
 // Specular weights below this count as no specular lobe at all.
 constexpr float kSpecularEpsilon = 1e-5f;
@@ -80,10 +76,8 @@ float boxPyramid(Float2 f) {
 Float2 fract2(Float2 v) { return {v.x - std::floor(v.x), v.y - std::floor(v.y)}; }
 
 ShadingFrame buildMetalFrame(const P& p, const ShadingRecord& record) {
-    ShadingFrame frame;
-    frame.T = transformDirection(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix);
-    frame.N = record.normal;
-    orthonormalize(frame);
+    ShadingFrame frame =
+        tangentFrame(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix, record.normal);
     const Float2 uv = uvOf(record);
     if (p.u_patternEnable) {
         applyHeightBump(frame, p.u_patternMap, p.u_patternTransform, uv, 1.0f, p.u_patternAmount);

@@ -17,11 +17,7 @@ using P = MetallicPaintParams;
 
 constexpr auto kDeclarations = concatRows(
     commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
-    std::array{
-        varying(kVaryingFloat3, "bitangent", 24),
-        varying(kVaryingFloat3, "tangent", 36),
-        varying(kVaryingFloat2, "uv", 48),
-    },
+    tangentVaryingRows(),
     globalClipRows<P>(),
     std::array{
         KS_PARAM(P, u_topcoatEnable), KS_PARAM(P, u_pearl), KS_PARAM(P, u_pearlColor), KS_PARAM(P, u_pearlIor),
@@ -34,7 +30,7 @@ constexpr auto kDeclarations = concatRows(
     },
     commonTintRows<P>(), std::array{KS_PARAM(P, reverseNormal), KS_PARAM(P, faceForward)});
 
-constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36, .bitangent = 24};
+constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 
 struct PaintFrames {
     ShadingFrame base;
@@ -43,9 +39,7 @@ struct PaintFrames {
 
 PaintFrames buildPaintFrames(const P& p, RenderServices* services, const ShadingRecord& record, Float3 normal) {
     PaintFrames frames;
-    frames.base.T = transformDirection(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix);
-    frames.base.N = normal;
-    orthonormalize(frames.base);
+    frames.base = tangentFrame(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix, normal);
     frames.topcoat = frames.base;
     if (p.u_finish == 1) {
         // Orange peel ripples only the clear coat; the base keeps the smooth normal.

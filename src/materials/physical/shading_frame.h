@@ -32,6 +32,18 @@ inline void orthonormalize(ShadingFrame& frame) {
     frame.B = normalize(cross(frame.N, frame.T));
 }
 
+// The frame around a normal from a tangent given in object space: the tangent is carried to
+// world space by the upper-left 3x3 of the object matrix (row vector times matrix), then T and
+// B are orthonormalised against N.
+inline ShadingFrame tangentFrame(Float3 objectTangent, const Float4x4& objectMatrix, Float3 normal) {
+    ShadingFrame frame;
+    frame.T = transformDirection(objectTangent, objectMatrix);
+    frame.B = Float3(0.0f);
+    frame.N = normal;
+    orthonormalize(frame);
+    return frame;
+}
+
 // Turns the tangent and bitangent about the normal by angle radians; 0 leaves the frame alone.
 inline void rotateTangent(ShadingFrame& frame, float angle) {
     if (angle == 0.0f) return;

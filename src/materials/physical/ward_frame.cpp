@@ -64,11 +64,8 @@ float anisotropyRotation(const WardParams& p, const ShadingRecord& record) {
 }
 
 WardFrames assembleShadingFrame(const WardParams& p, RenderServices* services, const ShadingRecord& record) {
-    ShadingFrame frame;
-    frame.N = record.normal;
-    frame.T = transformDirection(readVarying<Float3>(record, kTangentOffset), record.objectMatrix);
-    frame.B = Float3(0.0f);
-    orthonormalize(frame);
+    ShadingFrame frame =
+        tangentFrame(readVarying<Float3>(record, kTangentOffset), record.objectMatrix, record.normal);
     if (p.u_normal0MapEnable) {
         float a = p.u_normal0Amount;
         if (p.u_normal0AmountMapEnable) a = mapAt(p.u_normal0AmountMap, p.u_normal0AmountTransform, record).x * p.u_normal0Amount;

@@ -15,12 +15,7 @@ using P = WardParams;
 
 constexpr auto kDeclarations = concatRows(
     commonInputRows<P>(),
-    std::array{
-        varying(kVaryingFloat3, "bitangent", 24),
-        varying(kVaryingFloat3, "tangent", 36),
-        varying(kVaryingFloat2, "uv", 48),
-        KS_PARAM(P, LatticeAODisable),
-    },
+    tangentVaryingRows(), std::array{KS_PARAM(P, LatticeAODisable)},
     globalClipRows<P>(),
     std::array{
         KS_PARAM(P, u_procedureMapEnable), KS_PARAM(P, u_procedureMapTiling), KS_PARAM(P, u_procedureMapAmount),
@@ -57,7 +52,7 @@ constexpr auto kDeclarations = concatRows(
     },
     commonTintRows<P>());
 
-constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36, .bitangent = 24};
+constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 constexpr float kInvPiLiteral = 0.3183099f;
 constexpr float kSpecularEpsilon = 0.00001f;
 
