@@ -160,3 +160,28 @@ TEST(Ward, SamplingIsConsistentWithEvaluation) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST(Ward, ZeroRoughnessHasNoGlossyLobeAndNoNaN) {
+    kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
+    ward.set("u_roughValue", 0.0f);
+    ward.set("u_diffuseColor", Float3(0.5f));
+    ward.set("u_brdf00Reflectivity", 0.5f);
+    ward.set("u_brdf90Reflectivity", 0.5f);
+    RecordingServices services;
+    ksi::ShadingRecord record = wardRecord();
+    record.sampleDir = {0.0f, 0.0f, 1.0f};  // exactly the mirror direction
+    ward.material().evaluateBsdf(&services, &record);
+    expectFloat3(record.sampleWeight, Float3(0.5f * (1.0f - 0.5f)) * 0.3183099f);
+    ksi::ShadingRecord glossy = wardRecord();
+    glossy.lobeRequest[2] = 1;
+    ward.material().sampleBsdf(&services, &glossy);
+    EXPECT_EQ(glossy.sampleLobe, 0);
+    services.lights.push_back(RecordingServices::makeLight({0, 0, 1}, Float3(1.0f)));
+    ksi::ShadingRecord shaded = wardRecord();
+    ward.material().shade(&services, &shaded);
+    EXPECT_TRUE(std::isfinite(shaded.outColor.x) && std::isfinite(shaded.outColor.w));
+}
+
+}  // namespace

@@ -17,6 +17,10 @@ float wardExponential(Float3 h, float alphaX, float alphaY) {
     return std::exp(-(hx * hx + hy * hy) / (h.z * h.z));
 }
 
+// A roughness of zero (or NaN) has no glossy lobe: it would divide by zero. Such a lobe reflects
+// diffusely only and is never sampled; every positive roughness is unaffected.
+bool hasGlossyLobe(float alphaX, float alphaY) { return alphaX > 0.0f && alphaY > 0.0f; }
+
 // 1 / (4 pi alphaX alphaY sqrt(cos_i cos_o)): the Ward normalisation.
 float wardNormalisation(Float3 I, Float3 L, float alphaX, float alphaY) {
     return 1.0f / (std::sqrt(-I.z * L.z) * alphaX * kFourPi * alphaY);
@@ -29,6 +33,7 @@ Float3 wardBrdf(Float3 I, Float3 L, Float3 D, Float3 S, float alphaX, float alph
     bool valid = std::sqrt(dot(h, h)) > 0.0f && std::fabs(h.z) >= kMinCos && std::fabs(I.z) >= kMinCos &&
                  L.z > 0.0f && sign(L.z) != sign(I.z);
     if (!valid) return Float3(0.0f);
+    if (!hasGlossyLobe(alphaX, alphaY)) return D * kInvPiLiteral;
     float e = wardExponential(h, alphaX, alphaY);
     if (e <= kMinLobe) return D * kInvPiLiteral;
     float k = wardNormalisation(I, L, alphaX, alphaY);
@@ -37,6 +42,7 @@ Float3 wardBrdf(Float3 I, Float3 L, Float3 D, Float3 S, float alphaX, float alph
 
 WardSample sampleWardLobe(Float3 I, Float3 D, Float3 S, float alphaX, float alphaY, Float2 u) {
     const WardSample failed{Float3(0.0f), Float3(0.0f), -1.0f};
+    if (!hasGlossyLobe(alphaX, alphaY)) return failed;
     // Azimuth of the half vector, stretched by the anisotropy.
     float phi0 = 6.283185f * u.x;
     float s = std::sin(phi0), c = std::cos(phi0);
@@ -71,6 +77,7 @@ WardEvaluation wardBrdfAndPdf(Float3 I, Float3 L, Float3 D, Float3 S, float alph
     if (isZero(h) || std::fabs(h.z) < kMinCos || std::fabs(I.z) < kMinCos || L.z <= 0.0f || sign(L.z) == sign(I.z)) {
         return {Float3(0.0f), -1.0f};
     }
+    if (!hasGlossyLobe(alphaX, alphaY)) return {D * kInvPiLiteral, 0.0f};
     float e = wardExponential(h, alphaX, alphaY);
     if (e <= kMinLobe) return {D * kInvPiLiteral, 0.0f};
     float k = wardNormalisation(I, L, alphaX, alphaY);
