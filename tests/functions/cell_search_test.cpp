@@ -15,9 +15,9 @@ using kestrel::testing::StubServices;
 // A feature point per cell, each component in [-1, 1] (half cells), from a hash of the centre.
 Float3 hashedFeature(const Float3& c) {
     auto h = [](float x, float y, float z, uint32_t salt) {
-        uint32_t v = static_cast<uint32_t>(static_cast<int32_t>(std::floor(x)) * 73856093) ^
-                     static_cast<uint32_t>(static_cast<int32_t>(std::floor(y)) * 19349663) ^
-                     static_cast<uint32_t>(static_cast<int32_t>(std::floor(z)) * 83492791) ^ salt;
+        uint32_t v = (static_cast<uint32_t>(static_cast<int32_t>(std::floor(x))) * 73856093u) ^
+                     (static_cast<uint32_t>(static_cast<int32_t>(std::floor(y))) * 19349663u) ^
+                     (static_cast<uint32_t>(static_cast<int32_t>(std::floor(z))) * 83492791u) ^ salt;
         v ^= v >> 13;
         v *= 0x5bd1e995u;
         v ^= v >> 15;

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <memory>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -26,6 +27,7 @@ std::vector<SlotInfo> announcedSlots(const ShaderInstance& shader);
 enum class ParameterSet { Defaults, FeatureHeavy };
 inline constexpr ParameterSet kParameterSets[] = {ParameterSet::Defaults, ParameterSet::FeatureHeavy};
 const char* parameterSetName(ParameterSet set);  // "defaults", "features"
+inline void PrintTo(ParameterSet set, std::ostream* out) { *out << parameterSetName(set); }
 
 // Every class name of the built library, in the library's order.
 const std::vector<std::string>& exportedClasses();

@@ -37,6 +37,9 @@ struct ErrorCase {
     std::vector<std::string> expected;  // substrings of the message
 };
 
+// Test names already say which case failed; print the case by its name, not as raw bytes.
+void PrintTo(const ErrorCase& c, std::ostream* out) { *out << c.name; }
+
 class SceneFileErrors : public ::testing::TestWithParam<ErrorCase> {};
 
 TEST_P(SceneFileErrors, NameThePlaceAndWhatWasExpected) {
