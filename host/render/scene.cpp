@@ -2,7 +2,9 @@
 
 #include <cmath>
 #include <limits>
+#include <map>
 #include <stdexcept>
+#include <tuple>
 
 #include <glm/gtc/constants.hpp>
 #include <glm/gtc/type_ptr.hpp>
@@ -179,13 +181,20 @@ Mesh loadObj(const std::string& path) {
             allUvs = allUvs && index.texcoord_index >= 0;
         }
     }
+    // Face corners that name the same position, normal and uv become one vertex, so that a mesh
+    // without normals gets smooth ones from its faces rather than one normal per face.
+    std::map<std::tuple<int, int, int>, uint32_t> welded;
     for (const tinyobj::shape_t& shape : reader.GetShapes()) {
         for (const tinyobj::index_t& index : shape.mesh.indices) {
             auto v = static_cast<std::size_t>(index.vertex_index);
             if (index.vertex_index < 0 || 3 * v + 2 >= attrib.vertices.size()) {
                 throw std::runtime_error("a face refers to a vertex that does not exist");
             }
-            mesh.indices.push_back(static_cast<uint32_t>(mesh.positions.size()));
+            auto key = std::make_tuple(index.vertex_index, allNormals ? index.normal_index : -1,
+                                       allUvs ? index.texcoord_index : -1);
+            auto [slot, added] = welded.try_emplace(key, static_cast<uint32_t>(mesh.positions.size()));
+            mesh.indices.push_back(slot->second);
+            if (!added) continue;
             mesh.positions.emplace_back(attrib.vertices[3 * v], attrib.vertices[3 * v + 1], attrib.vertices[3 * v + 2]);
             if (allNormals) {
                 auto k = static_cast<std::size_t>(index.normal_index);

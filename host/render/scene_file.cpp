@@ -153,14 +153,24 @@ Material makeMaterial(std::unique_ptr<ShaderInstance> shader, const std::string&
     material.where = place;
     material.capabilities = shader->declaration().capabilities;
     for (const VaryingDeclaration& varying : shader->declaration().varyings) {
-        int size = varying.type == ksi::kVaryingFloat2 ? 8 : varying.type == ksi::kVaryingFloat3 ? 12 : 16;
-        // A varying that would reach outside the record's area is not delivered.
-        if (varying.offset < 0 || varying.offset > ksi::kVaryingsSize - size) continue;
-        if (varying.name == "uv") material.uvOffset = varying.offset;
-        if (varying.name == "uv1") material.uv1Offset = varying.offset;
-        if (varying.name == "tangent") material.tangentOffset = varying.offset;
-        if (varying.name == "bitangent") material.bitangentOffset = varying.offset;
-        if (varying.name == "vtxcolor") material.colorOffset = varying.offset;
+        // The host delivers each varying it knows in one type (uv as Float2, tangents as Float3,
+        // the vertex colour as Float4). A varying declared with another type, or one that would
+        // reach outside the record's area, is not delivered, so no write can overrun the area.
+        struct Known {
+            const char* name;
+            int32_t type;
+            int* offset;
+        };
+        const Known known[] = {{"uv", ksi::kVaryingFloat2, &material.uvOffset},
+                               {"uv1", ksi::kVaryingFloat2, &material.uv1Offset},
+                               {"tangent", ksi::kVaryingFloat3, &material.tangentOffset},
+                               {"bitangent", ksi::kVaryingFloat3, &material.bitangentOffset},
+                               {"vtxcolor", ksi::kVaryingFloat4, &material.colorOffset}};
+        for (const Known& k : known) {
+            if (varying.name != k.name || varying.type != k.type) continue;
+            int size = k.type == ksi::kVaryingFloat2 ? 8 : k.type == ksi::kVaryingFloat3 ? 12 : 16;
+            if (varying.offset >= 0 && varying.offset <= ksi::kVaryingsSize - size) *k.offset = varying.offset;
+        }
     }
     material.shader = std::move(shader);
     return material;

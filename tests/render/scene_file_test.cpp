@@ -2,6 +2,7 @@
 // expected.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -110,6 +111,23 @@ TEST(SceneFile, UnreadableImageAndBrokenMesh) {
     document["objects"][0] = json::parse(R"({"mesh": "broken.obj", "material": {"class": "kestrel_Mtl_Solid"}})");
     message = errorOf(document, directory.path().string());
     EXPECT_NE(message.find("objects[0].mesh: cannot read mesh"), std::string::npos) << message;
+}
+
+TEST(SceneFile, ObjMeshWithoutNormalsIsSmoothAcrossSharedCorners) {
+    // A tent of two faces meeting at a ridge: the corners the faces share are one vertex each,
+    // whose normal is the mean of the two face normals (straight up), not either face's.
+    TemporaryDirectory directory;
+    directory.write("tent.obj", "v -1 0 0\nv 0 -1 1\nv 0 1 1\nv 1 0 0\nf 1 2 3\nf 3 2 4\n");
+    json document = baseScene();
+    document["objects"][0] = json::parse(R"({"mesh": "tent.obj", "material": {"class": "kestrel_Mtl_Solid"}})");
+    auto loaded = loadScene(document, directory.path().string());
+    const render::Mesh& mesh = *loaded->scene.objects[0].mesh;
+    ASSERT_EQ(mesh.positions.size(), 4u);
+    ASSERT_EQ(mesh.indices.size(), 6u);
+    const glm::vec3 ridge = mesh.normals[mesh.indices[1]];
+    EXPECT_NEAR(ridge.x, 0.0f, 1e-6f);
+    EXPECT_NEAR(ridge.y, 0.0f, 1e-6f);
+    EXPECT_NEAR(std::fabs(ridge.z), 1.0f, 1e-6f);
 }
 
 TEST(SceneFile, ObjMeshAndTexturesLoadWithRelativePaths) {
