@@ -187,6 +187,25 @@ TEST(Glazing, ConstantSplitBetweenReflectionAndStraightTransmission) {
     EXPECT_FLOAT_EQ(through[3], s) << "straight through, unbent";
 }
 
+TEST(Glazing, ZeroLevelReflectsEverythingAndTransmitsNothing) {
+    kestrel::ShaderInstance glazing = createShader("kestrel_Mtl_Glazing");
+    glazing.set("u_level", 0.0f);
+    RecordingImageTexture map;
+    map.texel = {2.0f, 0.5f, 1.0f, 1.0f};  // above, below and at 1: powers of 1/0 would be inf, 0, 1
+    glazing.bindTexture("u_transmittanceMap", &map);
+    glazing.set("u_transmittanceMapEnable", true);
+    RecordingServices services;
+    services.traceAnswer = {1.0f, 1.0f, 1.0f};
+    services.transmissionAnswer = {1.0f, 1.0f, 1.0f, 1.0f};
+    ksi::ShadingRecord record = glassRecord();
+    glazing.material().shadowTransmittance(&services, &record);
+    expectFloat3(record.outTransmittance, Float3(0.0f));
+    glazing.material().shade(&services, &record);
+    EXPECT_EQ(services.log.args("traceReflection")[6], 1.0f);
+    EXPECT_EQ(services.log.count("traceTransmission"), 0) << "nothing goes through, nothing is traced";
+    for (float c : {record.outColor.x, record.outColor.y, record.outColor.z}) EXPECT_TRUE(std::isfinite(c));
+}
+
 TEST(Glazing, SamplingChoosesByTheReflectedFraction) {
     const float s = std::sqrt(0.5f);
     struct Case {

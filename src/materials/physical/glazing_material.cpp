@@ -27,7 +27,11 @@ constexpr auto kDeclarations = concatRows(
 constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 
 // The reflected fraction; nothing clamps it, so p above 1 makes the transmitted part negative.
-float reflectProbability(const P& p) { return p.u_reflectance * p.u_reflectance / p.u_level; }
+// A level of exactly zero would divide by zero: such a sheet reflects everything and lets
+// nothing through (see transmissionColor), and every other level is unaffected.
+float reflectProbability(const P& p) {
+    return p.u_level == 0.0f ? 1.0f : p.u_reflectance * p.u_reflectance / p.u_level;
+}
 
 // The glazing has no bump: the tangent frame around the shading normal.
 ShadingFrame glazingFrame(const ShadingRecord& record) {
@@ -38,6 +42,7 @@ Float3 transmissionColor(const P& p, const ShadingRecord& record) {
     if (!p.u_transmittanceMapEnable) return p.u_refractColor;
     Float4 t = lookupTexture(p.u_transmittanceMap,
                              transformUv(readVarying<Float2>(record, kVaryings.uv), p.u_transmittanceTransform));
+    if (p.u_level == 0.0f) return Float3(0.0f);
     float e = 1.0f / p.u_level;
     return {std::pow(t.x * p.u_transmittanceAmount, e), std::pow(t.y * p.u_transmittanceAmount, e),
             std::pow(t.z * p.u_transmittanceAmount, e)};
