@@ -604,7 +604,8 @@ void MarigoldLegacy::evaluateBsdf(RenderServices*, ShadingRecord* record) const 
 
     // A direction in the surface's plane carries no highlight (its cosine would divide by 0).
     const Float3 specular = sampleCos != 0.0f ? rho * R * s1 / Float3(sampleCos) : kZero;
-    Float3 weight = record->sampleWeight + specular + (kOne - rho) * Dc * (kOne - t) * kOneOverPi;
+    // Added to what the host holds, so that several calls sum their directions' values.
+    Float3 weight = record->sampleWeight + (specular + (kOne - rho) * Dc * (kOne - t) * kOneOverPi);
     if (!isZero(m)) weight = weight * (p.transparencyBlocksHighlights ? Float3(1.0f - maxComponent(m)) : kOne - m);
     record->sampleWeight = weight;
 }
