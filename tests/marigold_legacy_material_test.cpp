@@ -581,17 +581,16 @@ TEST(MarigoldLegacySample, BandsFollowTheScriptedNumber) {
     struct Case {
         const char* what;
         float xi;
-        bool acceptSpecular;
         int lobe;
         Float3 dir, weight;
     } const cases[] = {
         // m = 0.5, rho = 0.25 with R = 1: Ps = 0.125, Pt = 0.75 x 0.5 x 0.8 = 0.3, and with
         // Dc = (0, 0, 0.5): Pd = 0.2 x 0.75 x 0.5 x 0.5 = 0.0375.
-        {"pass-through", 0.49f, true, 32, {0.6f, 0, -0.8f}, {1, 1, 1}},
-        {"mirror", 0.6f, true, 4, {0.6f, 0, 0.8f}, {1, 1, 1}},
-        {"transmission", 0.9f, true, 32, {0.6f, 0, -0.8f}, {1, 1, 1}},
-        {"diffuse", 0.95f, true, 1, {-std::sqrt(0.5f), 0, std::sqrt(0.5f)}, {0, 0, kInvPi}},
-        {"past every band", 0.97f, true, 0, {}, {}},
+        {"pass-through", 0.49f, 32, {0.6f, 0, -0.8f}, {1, 1, 1}},
+        {"mirror", 0.6f, 4, {0.6f, 0, 0.8f}, {1, 1, 1}},
+        {"transmission", 0.9f, 32, {0.6f, 0, -0.8f}, {1, 1, 1}},
+        {"diffuse", 0.95f, 1, {-std::sqrt(0.5f), 0, std::sqrt(0.5f)}, {0, 0, kInvPi}},
+        {"past every band", 0.97f, 0, {}, {}},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
