@@ -82,8 +82,8 @@ constexpr float kOneOverPi = 0.3183099f;
 constexpr float kMinCosine = 0.0001f;
 // The glossy transmission trace answers a colour only: what lies behind counts as opaque.
 constexpr float kTransmittedAlpha = 1.0f;
-const Float3 kOne(1.0f);
-const Float3 kZero(0.0f);
+constexpr Float3 kOne(1.0f);
+constexpr Float3 kZero(0.0f);
 
 float lengthOf(Float3 v) { return std::sqrt(dot(v, v)); }
 
@@ -344,6 +344,40 @@ Float3 ambientOcclusionAt(const P& p, RenderServices* services, const ShadingRec
     return a * tint + (kOne - a);
 }
 
+// Indirect and ambient diffuse summed as IBLDiffMode asks, plus the direct light of lights other
+// than kind 1. Mode 0 sums all three, 1 drops the ambient, 2 the direct; any other value keeps the
+// indirect light alone, untinted by the diffuse colour.
+Float3 diffuseTotal(const P& p, RenderServices* services, const ShadingRecord& record, Float3 Nb, Float3 Dc,
+                    Float3 AO, float indirectWeight, const LightSums& L) {
+    Float3 G;
+    services->ambientIrradiance(&G, &record.position, &Nb);
+    const Float3 Ga = AO * G;
+    Float3 I;
+    services->indirectIrradiance(&I, &record.position, &Nb, indirectWeight);
+    Float3 X;
+    switch (p.IBLDiffMode) {
+        case 0: X = (I + p.diffuseLightGainValue * L.diffA + Ga) * Dc; break;
+        case 1: X = (I + p.diffuseLightGainValue * L.diffA) * Dc; break;
+        case 2: X = (I + Ga) * Dc; break;
+        default: X = I; break;
+    }
+    return X + Dc * L.diffB;
+}
+
+// The colour seen along the mirror direction r: traced, or read from the override image through
+// the environment rotation. The trace's weight is the reflectivity left by the mask.
+Float3 reflectionSeen(const P& p, RenderServices* services, const ShadingRecord& record, Float3 r, Float3 rho,
+                      Float3 m) {
+    if (p.useReflectOverride) {
+        const Float3 v = normalize(rotateEnvironmentDirection(p.globalIBLMatrix, r));
+        return lookupTexture(p.reflectOverride, latLongCoordinate(v)).xyz();
+    }
+    Float3 seen;
+    services->traceGlossyReflection(&seen, &record.position, &r, p.surfaceRoughness,
+                                    maxComponent(p.globalIBLContrastValue * rho * (kOne - m)));
+    return seen;
+}
+
 // The refraction direction for the ratio eta across the side normal n (rayDir arrives against
 // n); zero on total internal reflection.
 Float3 refractedDirection(Float3 rayDir, Float3 n, float eta) {
@@ -467,22 +501,9 @@ void MarigoldLegacy::shade(RenderServices* services, ShadingRecord* record) cons
         return;
     }
 
-    // Indirect and ambient diffuse, then the diffuse total.
-    Float3 G;
-    services->ambientIrradiance(&G, &record->position, &Nb);
-    const Float3 Ga = AO * G;
     Float3 w = (kOne - t) * Dc * (kOne - m);
     if (p.reflectLight) w = w * (kOne - rho);
-    Float3 I;
-    services->indirectIrradiance(&I, &record->position, &Nb, maxComponent(w));
-    Float3 X;
-    switch (p.IBLDiffMode) {
-        case 0: X = (I + p.diffuseLightGainValue * L.diffA + Ga) * Dc; break;
-        case 1: X = (I + p.diffuseLightGainValue * L.diffA) * Dc; break;
-        case 2: X = (I + Ga) * Dc; break;
-        default: X = I; break;
-    }
-    const Float3 Dt = X + Dc * L.diffB;
+    const Float3 Dt = diffuseTotal(p, services, *record, Nb, Dc, AO, maxComponent(w), L);
 
     // Specular totals: clear coat C2, primary C1.
     const Float3 coatA = p.IBLSpecMode == 2 ? kZero : L.spec2A * p.specular2Color * p.specular2LightGainValue;
@@ -495,17 +516,10 @@ void MarigoldLegacy::shade(RenderServices* services, ShadingRecord* record) cons
     Transmission T;
     if (!isZero(t)) T = transmit(p, services, *record, Nb, m, t, o, rho, alpha);
 
-    // Reflection, traced or read from the override image, then graded.
     const Float3 r = normalize(reflect(rayDir, Nb));
     Float3 Rr = kZero, RF = kZero;
     if (!isZero(rho)) {
-        if (!p.useReflectOverride) {
-            services->traceGlossyReflection(&Rr, &record->position, &r, p.surfaceRoughness,
-                                            maxComponent(p.globalIBLContrastValue * rho * (kOne - m)));
-        } else {
-            const Float3 v = normalize(rotateEnvironmentDirection(p.globalIBLMatrix, r));
-            Rr = lookupTexture(p.reflectOverride, latLongCoordinate(v)).xyz();
-        }
+        Rr = reflectionSeen(p, services, *record, r, rho, m);
         const Float3 Y = contrastAboutPivot(Rr, p.globalIBLContrastValue, p.globalIBLContrastPivot);
         RF = saturateAboutGrey(Y, p.reflectIBLChannelSatValue * p.globalIBLSatValue) * R;
         if (p.useAlpha) alpha = (1.0f - maxComponent(rho)) * alpha + maxComponent(rho);
