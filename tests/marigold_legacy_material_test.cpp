@@ -160,6 +160,43 @@ TEST(MarigoldLegacyShade, NormalDisplayColoursBySwitchAndSide) {
     }
 }
 
+// The diffuse channel by mode, seen alone through selfIlluminance (Dt = Dc): constants untinted,
+// texels tinted, the box's x face switched by triplanarXY, and no spherical mode here.
+TEST(MarigoldLegacyChannels, DiffuseModesAtTheirBoundaries) {
+    struct Case {
+        const char* what;
+        int mode;
+        bool triplanarXY;
+        Float3 position, normal;
+        std::vector<Float2> lookups;
+        Float3 color;
+    } const cases[] = {
+        {"none", -1, false, {0.1f, 0.2f, 0.3f}, {0, 0, 1}, {}, {0, 0, 0}},
+        {"constant", 0, false, {0.1f, 0.2f, 0.3f}, {0, 0, 1}, {}, {0, 0, 1}},
+        {"uv", 1, false, {0.1f, 0.2f, 0.3f}, {0, 0, 1}, {{0.25f, 0.75f}}, {0.5f, 0.125f, 2.0f}},
+        {"planar", 2, false, {0.1f, 0.2f, 0.3f}, {0, 0, 1}, {{0.1f, 0.2f}}, {0.5f, 0.125f, 2.0f}},
+        {"box x face, switch set", 3, true, {0.1f, 0.2f, 0.3f}, {1, 0, 0}, {{0.3f, 0.2f}}, {0.5f, 0.125f, 2.0f}},
+        {"box x face, switch clear", 3, false, {0.1f, 0.2f, 0.3f}, {1, 0, 0}, {{0.2f, 0.3f}}, {0.5f, 0.125f, 2.0f}},
+        {"cylindrical", 4, false, {0.5f, 1.5f, 0.2f}, {0, 0, 1}, {{0.5f * 2.0f, 0.2f}}, {0.5f, 0.125f, 2.0f}},
+        {"spherical is not a legacy mode", 5, false, {0.1f, 0.2f, 0.3f}, {0, 0, 1}, {}, {0, 0, 0}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Legacy l;
+        RecordingImageTexture texture;
+        texture.texel = {0.5f, 0.25f, 1.0f, 1.0f};
+        l.shader.bindTexture("diffuseTexture", &texture);
+        l.with({{"diffuseMode", c.mode}, {"triplanarXY", c.triplanarXY}, {"selfIlluminance", true},
+                {"diffuseTextureTintColor", Float3(1.0f, 0.5f, 2.0f)}, {"diffuseAngularRepeat", 2.0f}});
+        l.record.objectPosition = c.position;
+        l.record.objectNormal = c.normal;
+        ksi::writeVarying(l.record, 0, Float2(0.25f, 0.75f));
+        expectFloat3(l.shade().xyz(), c.color);
+        ASSERT_EQ(texture.lookups.size(), c.lookups.size());
+        for (std::size_t i = 0; i < c.lookups.size(); ++i) EXPECT_EQ(texture.lookups[i], c.lookups[i]);
+    }
+}
+
 // White masks, and planar masks outside their slab, discard the sample for shading and
 // evaluation and pass the sampled path straight through; shadow rays ignore the slab.
 TEST(MarigoldLegacyMask, CutAwayBySlotAndMode) {
