@@ -35,9 +35,6 @@ constexpr Declaration kDeclarations[] = {
 // Parts whose normal is within about 25 degrees of straight up catch shadows and block them.
 constexpr float kUpwardFacing = 0.9f;
 
-// The backdrop's grey for grading: fixed weights, not a parameter.
-float backdropGrey(Float3 c) { return 0.2125f * c.x + 0.7154f * c.y + 0.0721f * c.z; }
-
 // How much light reaches the point, as a colour: the lights' visibility tinted by the shadow
 // colour and intensity, times the ambient occlusion tinted by the shadow colour.
 Float3 shadowFactor(const P& p, RenderServices* services, const ShadingRecord& record) {
@@ -59,8 +56,7 @@ Float3 shadowFactor(const P& p, RenderServices* services, const ShadingRecord& r
 }
 
 Float3 grade(const P& p, Float3 x) {
-    const float c = p.globalIBLContrastValue;
-    x = x * c + (1.0f - c) * p.globalIBLContrastPivot;
+    x = contrastAboutPivot(x, p.globalIBLContrastValue, p.globalIBLContrastPivot);
     Float3 gainColor(1.0f);
     float gain = 1.0f;
     if (p.globalIBLGainSource == 1) {
@@ -74,11 +70,9 @@ Float3 grade(const P& p, Float3 x) {
         gain = gain * p.diffuseTextureGainValue;
     }
     // A gain colour tints the grey of the colour rather than the colour itself.
-    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) x = gainColor * backdropGrey(x);
+    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) x = gainColor * surfaceGradingGrey(x);
     x = x * gain;
-    const float s = p.globalIBLSatValue * p.diffuseTextureSatValue;
-    const float grey = backdropGrey(x);
-    return x * s + Float3((1.0f - s) * grey);
+    return saturateAboutGrey(x, p.globalIBLSatValue * p.diffuseTextureSatValue);
 }
 }  // namespace
 

@@ -37,4 +37,14 @@ struct EnvironmentGrading {
 
 Float3 gradeEnvironment(Float3 c, const EnvironmentGrading& grading);
 
+// The grading of pictures seen on surfaces (the backdrop and the legacy reflections): contrast
+// about a per-channel pivot, then saturation about a grey with fixed weights.
+inline float surfaceGradingGrey(Float3 c) { return 0.2125f * c.x + 0.7154f * c.y + 0.0721f * c.z; }
+inline Float3 contrastAboutPivot(Float3 c, float contrast, Float3 pivot) {
+    return c * contrast + (1.0f - contrast) * pivot;
+}
+inline Float3 saturateAboutGrey(Float3 c, float saturation) {
+    return c * saturation + Float3((1.0f - saturation) * surfaceGradingGrey(c));
+}
+
 }  // namespace ksi
