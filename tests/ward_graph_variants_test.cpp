@@ -152,6 +152,23 @@ TEST(WardGraphVariants, DeclareTheirListsByTheNamingRule) {
         const std::map<std::string, std::pair<int32_t, int32_t>> varyings = {
             {"bitangent", {2, 0}}, {"tangent", {2, 12}}, {"uv", {1, 24}}, {"uv1", {1, 32}}, {"vtxcolor", {3, 40}}};
         EXPECT_EQ(recorder.varyings, varyings);
+
+        // Node members by their suffix: matrices, one texture, ints, bools and floats.
+        using kestrel::ParamType;
+        const std::map<std::string, ParamType> typed = {
+            {"xform", ParamType::Matrix4},  {"texture", ParamType::Texture},  {"isCube", ParamType::Bool},
+            {"type", ParamType::Int},       {"color1", ParamType::Float4},    {"color2", ParamType::Float4},
+            {"randomSeed", ParamType::Int}, {"perRow", ParamType::Int},       {"perColumn", ParamType::Int},
+            {"holes", ParamType::Int},      {"useRowEdit", ParamType::Bool},  {"useColumnEdit", ParamType::Bool},
+            {"repeatX", ParamType::Bool},   {"repeatY", ParamType::Bool},
+        };
+        kestrel::ShaderInstance shader = createShader(className);
+        for (const std::string& name : calls) {
+            if (name.rfind("_ward_", 0) != 0) continue;
+            const std::string suffix = name.substr(name.rfind('_') + 1);
+            const auto known = typed.find(suffix);
+            EXPECT_EQ(shader.parameter(name).type, known == typed.end() ? ParamType::Float : known->second) << name;
+        }
     }
 }
 
