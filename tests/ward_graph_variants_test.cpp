@@ -421,6 +421,38 @@ TEST(WardGraphVariants, TileRowAndColumnEdits) {
     }
 }
 
+TEST(WardGraphVariants, TileIdentifiesBricksForItsRandomLookups) {
+    // Four bricks of 1/4 per row: id = (column + 4) (row + 1) + seed + 0.5, except the brick that
+    // wraps past the end of a row, which counts as column 0. The row's random shift is looked up
+    // at row + 0.5 + seed first; holes look the id up once more before the colour and fade do.
+    struct Case {
+        const char* what;
+        Float2 uv;
+        int32_t holes;
+        std::vector<float> lookups;
+    };
+    const Case cases[] = {
+        {"first brick", {0.125f, 0.125f}, 0, {3.5f, 7.5f, 7.5f}},
+        {"second brick", {0.375f, 0.125f}, 0, {3.5f, 8.5f, 8.5f}},
+        {"wrapping brick of an odd row", {0.95f, 0.375f}, 0, {4.5f, 11.5f, 11.5f}},
+        {"with holes", {0.125f, 0.125f}, 5, {3.5f, 7.5f, 7.5f, 7.5f}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        TileSetup tile;
+        tile.set("randomSeed", int32_t{3});
+        tile.set("holes", c.holes);
+        RecordingServices services;
+        services.noiseAnswer = 0.5f;
+        diffuseWeight(tile.shader, services, c.uv);
+        std::vector<float> lookups;
+        for (const HostCall& call : services.log.calls()) {
+            if (call.operation == "noise1D") lookups.push_back(call.args[0]);
+        }
+        EXPECT_EQ(lookups, c.lookups);
+    }
+}
+
 // ---------------------------------------------------------------------------------------------
 // UnifiedBitmap: 82261344 feeds the red of its cutout bitmap straight into the cutout value, so
 // an opaque-otherwise surface transmits 1 - red.
