@@ -12,10 +12,11 @@ namespace {
 using ksi::Float3;
 using kestrel::testing::StubServices;
 
+// The products wrap in unsigned arithmetic, which a signed multiplication may not do.
 float latticeHash(const Float3& p) {
-    uint32_t v = static_cast<uint32_t>(static_cast<int32_t>(p.x) * 73856093) ^
-                 static_cast<uint32_t>(static_cast<int32_t>(p.y) * 19349663) ^
-                 static_cast<uint32_t>(static_cast<int32_t>(p.z) * 83492791);
+    uint32_t v = static_cast<uint32_t>(static_cast<int32_t>(p.x)) * 73856093u ^
+                 static_cast<uint32_t>(static_cast<int32_t>(p.y)) * 19349663u ^
+                 static_cast<uint32_t>(static_cast<int32_t>(p.z)) * 83492791u;
     v ^= v >> 13;
     v *= 0x5bd1e995u;
     v ^= v >> 15;
