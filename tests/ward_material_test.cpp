@@ -8,6 +8,7 @@
 #include "recording_host.h"
 #include "shading_checks.h"
 #include "test_library.h"
+#include "ward_sampling_checks.h"
 
 namespace {
 
@@ -115,48 +116,8 @@ TEST(Ward, GlossyOnlySamplesExcludeTheDiffusePart) {
     EXPECT_NEAR(evaluation.sampleWeight.x - record.sampleWeight.x, diffuse, 1e-4f * evaluation.sampleWeight.x);
 }
 
-// The mean of weight x cosine / density over many mixture samples estimates the integral of the
-// evaluated reflectance times the cosine (a midpoint quadrature). Diffuse is black: diffuse
-// samples where the Ward exponential underflows are rejected by design.
 TEST(Ward, SamplingIsConsistentWithEvaluation) {
-    kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
-    ward.set("u_roughValue", 0.3f);
-    ward.set("u_anisotropyValue", 0.6f);
-    ward.set("u_cosineUsesBump", true);
-    ward.set("u_brdf00Reflectivity", 0.6f);
-    ward.set("u_brdfCurvePower", 5.0f);
-    const Float3 rayDir(std::sin(0.6f), 0.0f, -std::cos(0.6f));
-    RecordingServices quiet;
-    const int nu = 256, nphi = 256;
-    double integral = 0;
-    for (int i = 0; i < nu; ++i) {
-        for (int j = 0; j < nphi; ++j) {
-            float mu = (i + 0.5f) / nu, phi = (j + 0.5f) / nphi * 6.2831853f, st = std::sqrt(1.0f - mu * mu);
-            ksi::ShadingRecord record = wardRecord(rayDir);
-            record.sampleDir = {st * std::cos(phi), st * std::sin(phi), mu};
-            ward.material().evaluateBsdf(&quiet, &record);
-            integral += record.sampleWeight.x * record.sampleCos * (1.0 / nu) * (6.283185307 / nphi);
-        }
-    }
-    uint32_t state = 99u;
-    auto uniform = [&]() {
-        state = state * 1664525u + 1013904223u;
-        return static_cast<float>(state >> 8) * (1.0f / 16777216.0f);
-    };
-    const int n = 40000;
-    double sum = 0, sumSq = 0;
-    for (int k = 0; k < n; ++k) {
-        RecordingServices services;
-        services.randomQueue = {uniform(), uniform(), uniform()};
-        ksi::ShadingRecord record = wardRecord(rayDir);
-        record.lobeRequest[1] = 1;
-        ward.material().sampleBsdf(&services, &record);
-        double v = record.sampleLobe ? record.sampleWeight.x * record.sampleCos * record.samplePdf : 0.0;
-        sum += v;
-        sumSq += v * v;
-    }
-    double mean = sum / n, sigma = std::sqrt((sumSq / n - mean * mean) / n);
-    EXPECT_NEAR(mean, integral, 4.0 * sigma + 0.01 * integral);
+    expectSamplingConsistentWithEvaluation("kestrel_Mtl_Ward", 36);
 }
 
 }  // namespace

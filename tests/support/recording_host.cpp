@@ -164,12 +164,12 @@ float RecordingServices::noise3D(const ksi::Float3* point) {
 
 float RecordingServices::noise2D(const ksi::Float2* point) {
     log.add("noise2D", flatten(*point));
-    return noiseAnswer;
+    return onNoise2D ? onNoise2D(*point) : noiseAnswer;
 }
 
 float RecordingServices::noise1D(float x) {
     log.add("noise1D", flatten(x));
-    return noiseAnswer;
+    return onNoise1D ? onNoise1D(x) : noiseAnswer;
 }
 
 float RecordingServices::latticeValue(const ksi::Float3* latticePoint) {

@@ -53,6 +53,8 @@ public:
     // Optional hooks that replace the constant answers.
     std::function<ksi::Float3(const ksi::Float3& from, const ksi::Float3& to)> onTraceShadow;
     std::function<float(const ksi::Float4& point)> onNoise;
+    std::function<float(const ksi::Float2& point)> onNoise2D;
+    std::function<float(float x)> onNoise1D;
     std::function<ksi::Float3(const ksi::Float3& cell)> onCellFeaturePoint;
     std::function<float(const ksi::Float3& point)> onLatticeValue;
 

@@ -113,6 +113,21 @@ glm::vec4 noise(float u, float v) {
     return glm::vec4(g, g, g, 1.0f);
 }
 
+// A height map of round bumps on a 10 x 10 grid, smooth domes for the height-map normal inputs.
+glm::vec4 heights(float u, float v) {
+    glm::vec2 cell = glm::fract(glm::vec2(u, v) * 10.0f) - 0.5f;
+    float r = glm::length(cell) / 0.45f;
+    float h = r < 1.0f ? std::sqrt(1.0f - r * r) : 0.0f;
+    return glm::vec4(h, h, h, 1.0f);
+}
+
+// Terracotta speckled by a hash per texel, as brick faces for the tile graphs.
+glm::vec4 brick(float u, float v) {
+    auto cx = static_cast<uint32_t>(u * 128.0f), cy = static_cast<uint32_t>(v * 128.0f);
+    float speckle = 0.8f + 0.4f * unitHash(cx + 31u, cy + 7u);
+    return glm::vec4(glm::vec3(0.62f, 0.27f, 0.16f) * speckle, 1.0f);
+}
+
 struct Asset {
     const char* name;
     int width, height, channels;
@@ -126,6 +141,8 @@ constexpr Asset kAssets[] = {
     {"perforation.png", 256, 256, 4, false, perforation},
     {"flakes.png", 256, 256, 3, false, flakes},
     {"noise.png", 256, 256, 1, false, noise},
+    {"heights.png", 256, 256, 1, false, heights},
+    {"brick.png", 128, 128, 3, false, brick},
 };
 
 }  // namespace

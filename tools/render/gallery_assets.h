@@ -1,6 +1,6 @@
 // The images the gallery stage and previews use, generated rather than downloaded: a lat-long
-// sky with a sun and a soft box, a checker, a perforation mask, a flake-normal map and a grey
-// noise. Deterministic, so every build renders the same gallery.
+// sky with a sun and a soft box, a checker, a perforation mask, a flake-normal map, a grey
+// noise, a height map of round bumps and a speckled brick face. Deterministic, so every build renders the same gallery.
 #pragma once
 
 #include <string>

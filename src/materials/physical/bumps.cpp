@@ -9,15 +9,10 @@ namespace ksi {
 
 void applyHeightBump(ShadingFrame& frame, const TextureHandle& map, const Float3x3& transform, Float2 uv,
                      float uvScale, float amount) {
-    Float2 at = transformUv(uv, transform) * uvScale;
-    auto height = [&](Float2 x) {
+    bumpFromHeights(frame, transformUv(uv, transform) * uvScale, amount, [&](Float2 x) {
         Float4 texel = lookupTexture(map, x);
         return texel.x + texel.y + texel.z;
-    };
-    float h = height(at);
-    float du = h - height(at + Float2(0.001f, 0.0f));
-    float dv = h - height(at + Float2(0.0f, 0.001f));
-    if (std::fabs(du) >= 1e-5f || std::fabs(dv) >= 1e-5f) frame.N += (du * frame.T + dv * frame.B) * (amount * 3.33f);
+    });
 }
 
 Float3 noiseBumpGradient(RenderServices* services, Float3 q, const ShadingFrame& frame) {

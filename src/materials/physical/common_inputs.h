@@ -62,9 +62,9 @@ struct VaryingLayout {
 // ---------------------------------------------------------------------------------------------
 // Declaration rows, for a Block holding a CommonMaterialInputs member named `common`.
 
-// Items 1 to 7, the varyings "uv1" (offset 0) and "vtxcolor" (offset 8), items 8 to 15.
+// Items 1 to 7, the varyings "uv1" and "vtxcolor" (by default at offsets 0 and 8), items 8 to 15.
 template <class Block>
-constexpr std::array<Declaration, 17> commonInputRows() {
+constexpr std::array<Declaration, 17> commonInputRows(uint32_t uv1Offset = 0, uint32_t vtxcolorOffset = 8) {
     return {
         KS_TEXTURE_AT(Block, common.ambientOcclusionTexture, "ambientOcclusionTexture", ParamKind::Texture),
         KS_PARAM_AT(Block, common.ambientOcclusionMode, "ambientOcclusionMode"),
@@ -73,8 +73,8 @@ constexpr std::array<Declaration, 17> commonInputRows() {
         KS_PARAM_AT(Block, common.usePrecalcAO, "usePrecalcAO"),
         KS_PARAM_AT(Block, common.showAmbientOnly, "showAmbientOnly"),
         KS_PARAM_AT(Block, common.usingRaytracedAO, "usingRaytracedAO"),
-        varying(kVaryingFloat2, "uv1", 0),
-        varying(kVaryingFloat4, "vtxcolor", 8),
+        varying(kVaryingFloat2, "uv1", uv1Offset),
+        varying(kVaryingFloat4, "vtxcolor", vtxcolorOffset),
         KS_PARAM_AT(Block, common.maskingColor, "maskingColor"),
         KS_PARAM_AT(Block, common.maskingMode, "maskingMode"),
         KS_TEXTURE_AT(Block, common.maskingTexture, "maskingTexture", ParamKind::Texture),
@@ -104,13 +104,14 @@ constexpr std::array<Declaration, 2> commonTintRows() {
     };
 }
 
-// The varyings "bitangent" (24), "tangent" (36) and "uv" (48) of the materials with a tangent
-// frame, and where they land.
-constexpr std::array<Declaration, 3> tangentVaryingRows() {
+// The varyings "bitangent", "tangent" and "uv" of a material with a tangent frame, where the
+// layout puts them (by default at 24, 36 and 48).
+constexpr std::array<Declaration, 3> tangentVaryingRows(uint32_t bitangent = 24, uint32_t tangent = 36,
+                                                        uint32_t uv = 48) {
     return {
-        varying(kVaryingFloat3, "bitangent", 24),
-        varying(kVaryingFloat3, "tangent", 36),
-        varying(kVaryingFloat2, "uv", 48),
+        varying(kVaryingFloat3, "bitangent", bitangent),
+        varying(kVaryingFloat3, "tangent", tangent),
+        varying(kVaryingFloat2, "uv", uv),
     };
 }
 inline constexpr VaryingLayout kTangentMaterialVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 48, .tangent = 36,

@@ -7,25 +7,19 @@
 
 namespace ksi {
 
-namespace {
-constexpr int kUvOffset = 48, kTangentOffset = 36, kBitangentOffset = 24;
-
-Float2 uvOf(const ShadingRecord& record) { return readVarying<Float2>(record, kUvOffset); }
-
-Float4 mapAt(const TextureHandle& map, const Float3x3& transform, const ShadingRecord& record) {
-    return lookupTexture(map, transformUv(uvOf(record), transform));
+Float4 wardMapAt(const TextureHandle& map, const Float3x3& transform, const ShadingRecord& record,
+                 const VaryingLayout& layout) {
+    return lookupTexture(map, transformUv(readVarying<Float2>(record, layout.uv), transform));
 }
 
-// Moves N along the map's red and green (used as they are) in the tangent plane.
-void applyNormalMap(ShadingFrame& frame, Float4 texel, float amount) {
+void applyTangentNormalMap(ShadingFrame& frame, Float4 texel, float amount) {
     frame.N = frame.N + amount * 3.33f * (texel.x * frame.T + texel.y * frame.B);
     frame.N = normalize(frame.N);
     orthonormalize(frame);
 }
 
-// The procedural perturbation of the normal, by mode; modes 0, 4 and out of range add nothing.
 void applyProcedureMap(const WardParams& p, RenderServices* services, const ShadingRecord& record,
-                       ShadingFrame& frame) {
+                       const VaryingLayout& layout, Float3 normal, ShadingFrame& frame) {
     const int32_t mode = p.u_procedureMapEnable;
     const Float3 P = record.position;
     const BumpDirections current{frame.T, frame.B, frame.N};
@@ -43,8 +37,8 @@ void applyProcedureMap(const WardParams& p, RenderServices* services, const Shad
         amount = amount * 0.5f;
     } else if (mode == 2 || mode == 3) {
         // These follow the raw tangent, bitangent and the unbumped normal.
-        const BumpDirections raw{readVarying<Float3>(record, kTangentOffset),
-                                 readVarying<Float3>(record, kBitangentOffset), record.normal};
+        const BumpDirections raw{readVarying<Float3>(record, layout.tangent),
+                                 readVarying<Float3>(record, layout.bitangent), normal};
         r = mode == 2 ? cellularBump(services, P * p.u_procedureMapTiling, raw)
                       : ridgedNoiseBump(services, P * p.u_procedureMapTiling * 0.02f * 10.0f, raw);
     } else if (mode >= 5 && mode <= 7) {
@@ -56,33 +50,9 @@ void applyProcedureMap(const WardParams& p, RenderServices* services, const Shad
     frame.N = frame.N + amount * (r.x * frame.T + r.y * frame.B + r.z * frame.N);
     orthonormalize(frame);
 }
-}  // namespace
-
-float anisotropyRotation(const WardParams& p, const ShadingRecord& record) {
+float anisotropyRotation(const WardParams& p, const ShadingRecord& record, const VaryingLayout& layout) {
     if (!p.u_anisoRotationMapEnable) return p.u_anisoRotationValue;
-    return mapAt(p.u_anisoRotationMap, p.u_anisoRotationTransform, record).x * p.u_anisoRotationAmount;
-}
-
-WardFrames assembleShadingFrame(const WardParams& p, RenderServices* services, const ShadingRecord& record) {
-    ShadingFrame frame =
-        tangentFrame(readVarying<Float3>(record, kTangentOffset), record.objectMatrix, record.normal);
-    if (p.u_normal0MapEnable) {
-        float a = p.u_normal0Amount;
-        if (p.u_normal0AmountMapEnable) a = mapAt(p.u_normal0AmountMap, p.u_normal0AmountTransform, record).x * p.u_normal0Amount;
-        applyNormalMap(frame, mapAt(p.u_normal0Map, p.u_normal0Transform, record), a);
-    }
-    const float rotation = anisotropyRotation(p, record);
-    WardFrames frames;
-    frames.lighting = frame;
-    rotateTangent(frames.lighting, rotation);
-    if (p.u_normal1MapEnable) {
-        applyNormalMap(frame, mapAt(p.u_normal1Map, p.u_normal1Transform, record), p.u_normal1Amount);
-    } else {
-        applyProcedureMap(p, services, record, frame);
-    }
-    rotateTangent(frame, rotation);
-    frames.bsdf = frame;
-    return frames;
+    return wardMapAt(p.u_anisoRotationMap, p.u_anisoRotationTransform, record, layout).x * p.u_anisoRotationAmount;
 }
 
 Float3 correctShadingNormal(Float3 V, Float3 Nr, Float3 Nb) {

@@ -111,6 +111,45 @@ struct WardParams {
     CommonTint tint;
 };
 
+// The Ward members from u_procedureMapEnable to u_reflectionHighlightOnly in declaration order,
+// shared by every class built on the Ward block (Block holds them at the same offsets as
+// WardParams, or is WardParams).
+template <class P = WardParams>
+constexpr auto wardMemberRows() {
+    return std::array{
+        KS_PARAM(P, u_procedureMapEnable), KS_PARAM(P, u_procedureMapTiling), KS_PARAM(P, u_procedureMapAmount),
+        KS_DATA_TEXTURE(P, u_smokeMap), KS_PARAM(P, u_normal0MapEnable), KS_TEXTURE(P, u_normal0Map),
+        KS_PARAM(P, u_normal0AmountMapEnable), KS_TEXTURE(P, u_normal0AmountMap), KS_PARAM(P, u_normal0AmountTransform),
+        KS_PARAM(P, u_normal0Amount), KS_PARAM(P, u_normal0Transform), KS_PARAM(P, u_normal1MapEnable),
+        KS_TEXTURE(P, u_normal1Map), KS_PARAM(P, u_normal1Amount), KS_PARAM(P, u_normal1Transform),
+        KS_PARAM(P, u_normal1AsShadingNormal), KS_PARAM(P, u_diffuseMapEnable), KS_TEXTURE(P, u_diffuseMap),
+        KS_PARAM(P, u_diffuseColor), KS_PARAM(P, u_diffuseTransform), KS_PARAM(P, u_diffuseAmount),
+        KS_PARAM(P, u_imageFadeEnable), KS_PARAM(P, u_imageFade), KS_TEXTURE(P, u_imageFadeMap),
+        KS_PARAM(P, u_imageFadeTransform), KS_PARAM(P, u_imageFadeAmount), KS_PARAM(P, u_imageFadeColor),
+        KS_PARAM(P, u_specularMapEnable), KS_TEXTURE(P, u_specularMap), KS_PARAM(P, u_specularColor),
+        KS_PARAM(P, u_specularTransform), KS_PARAM(P, u_specularAmount), KS_PARAM(P, u_roughMapEnable),
+        KS_TEXTURE(P, u_roughMap), KS_PARAM(P, u_roughValue), KS_PARAM(P, u_roughTransform),
+        KS_PARAM(P, u_roughAmount), KS_PARAM(P, u_reflectGlossyValue), KS_PARAM(P, u_refractGlossyMapEnable),
+        KS_TEXTURE(P, u_refractGlossyMap), KS_PARAM(P, u_refractGlossyTransform), KS_PARAM(P, u_refractGlossyAmount),
+        KS_PARAM(P, u_refractGlossyValue), KS_PARAM(P, u_anisotropyMapEnable), KS_TEXTURE(P, u_anisotropyMap),
+        KS_PARAM(P, u_anisotropyValue), KS_PARAM(P, u_anisotropyTransform), KS_PARAM(P, u_anisotropyAmount),
+        KS_PARAM(P, u_anisoRotationMapEnable), KS_TEXTURE(P, u_anisoRotationMap), KS_PARAM(P, u_anisoRotationValue),
+        KS_PARAM(P, u_anisoRotationTransform), KS_PARAM(P, u_anisoRotationAmount), KS_PARAM(P, u_brdfCurvePower),
+        KS_PARAM(P, u_brdf00ReflectMapEnable), KS_TEXTURE(P, u_brdf00ReflectMap), KS_PARAM(P, u_brdf00ReflectTransform),
+        KS_PARAM(P, u_brdf00ReflectAmount), KS_PARAM(P, u_brdf00Reflectivity), KS_PARAM(P, u_brdf90ReflectMapEnable),
+        KS_TEXTURE(P, u_brdf90ReflectMap), KS_PARAM(P, u_brdf90ReflectTransform), KS_PARAM(P, u_brdf90Reflectivity),
+        KS_PARAM(P, u_brdf90ReflectAmount), KS_PARAM(P, u_reflectivity), KS_PARAM(P, u_isMetal),
+        KS_PARAM(P, u_transparency), KS_PARAM(P, u_transparencyMapEnable), KS_TEXTURE(P, u_transparencyMap),
+        KS_PARAM(P, u_transparencyValue), KS_PARAM(P, u_transparencyTransform), KS_PARAM(P, u_transparencyFade),
+        KS_PARAM(P, u_ior), KS_PARAM(P, u_transparencyAmount), KS_PARAM(P, u_translucencyMapEnable),
+        KS_TEXTURE(P, u_translucencyMap), KS_PARAM(P, u_translucencyValue), KS_PARAM(P, u_translucencyTransform),
+        KS_PARAM(P, u_translucencyAmount), KS_PARAM(P, u_cutoutMapEnable), KS_TEXTURE(P, u_cutoutMap),
+        KS_PARAM(P, u_cutoutTransform), KS_PARAM(P, u_cutoutAmount), KS_PARAM(P, u_additionalMapEnable),
+        KS_TEXTURE(P, u_additionalMap), KS_PARAM(P, u_additionalColor), KS_PARAM(P, u_additionalMapTransform),
+        KS_PARAM(P, u_additionalAmount), KS_PARAM(P, u_cosineUsesBump), KS_PARAM(P, u_reflectionHighlightOnly),
+    };
+}
+
 class kestrel_Mtl_Ward final : public ParameterizedShader<MaterialShader, WardParams> {
 public:
     void declareParameters(ShaderParamRegistry* registry) override;

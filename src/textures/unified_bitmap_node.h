@@ -1,0 +1,41 @@
+// The UnifiedBitmap node: one image texture looked up at the "uv" coordinates after a 4x4
+// placement, its colour scaled by an amount. The image leaf of the Ward graph variants; it feeds
+// a material input (diffuse colour, normal map, cutout) or a colour input of another node.
+#pragma once
+
+#include <array>
+
+#include "frame/host_interfaces.h"
+#include "frame/types.h"
+#include "textures/node_member.h"
+
+namespace ksi {
+
+// Written by the host before shading; zero until then (no meaningful defaults), and the handle
+// starts with no object so an unwritten node reads as opaque black.
+struct UnifiedBitmapParams {
+    Float4x4 xform{};
+    TextureHandle texture;
+    float amount = 0.0f;
+    ParamBool isCube;  // declared and copied; the lookup is always two-dimensional
+};
+
+inline constexpr std::array kUnifiedBitmapMembers{
+    KS_NODE_MEMBER(UnifiedBitmapParams, xform, "_xform"),
+    NodeMember{"_texture", ParamKind::Texture, static_cast<uint32_t>(offsetof(UnifiedBitmapParams, texture))},
+    KS_NODE_MEMBER(UnifiedBitmapParams, amount, "_amount"),
+    KS_NODE_MEMBER(UnifiedBitmapParams, isCube, "_isCube"),
+};
+
+// The placement of "uv": (u, v, 1, 1) times the matrix, so both the third and the fourth row
+// act as translations.
+inline Float2 placeUv(const Float4x4& xform, Float2 uv) {
+    const float* m = xform.m;
+    return {uv.x * m[0] + uv.y * m[4] + m[8] + m[12], uv.x * m[1] + uv.y * m[5] + m[9] + m[13]};
+}
+
+// The texel at the placed coordinates with its red, green and blue times the amount; alpha
+// stays as looked up.
+Float4 evaluateBitmap(const UnifiedBitmapParams& node, Float2 uv);
+
+}  // namespace ksi
