@@ -92,29 +92,39 @@ std::vector<Preview> previews(const PluginLibrary& library, const std::string& g
         Preview preview;
         preview.className = className;
         json object = {{"shape", "materialBall"}, {"material", {{"class", className}}}};
+        json extraObjects = json::array();
         const std::filesystem::path previewPath = directory / "previews" / (className + ".json");
         std::error_code error;
         if (std::filesystem::is_regular_file(previewPath, error)) {
             preview.source = previewPath.string();
             preview.hasPreviewFile = true;
             json spec = readJson(preview.source);
-            static const std::vector<std::string> kKeys = {"shape", "matrix", "parameters", "note"};
+            static const std::vector<std::string> kKeys = {"shape", "matrix", "parameters", "objects", "note"};
             if (!spec.is_object()) throw render::SceneError(preview.source + ": expected an object");
             for (const auto& [key, value] : spec.items()) {
                 if (std::find(kKeys.begin(), kKeys.end(), key) == kKeys.end()) {
                     throw render::SceneError(preview.source + ": " + key + ": unknown key '" + key +
-                                             "' (expected shape, matrix, parameters or note)");
+                                             "' (expected shape, matrix, parameters, objects or note)");
                 }
             }
             if (spec.contains("shape")) object["shape"] = spec["shape"];
             if (spec.contains("matrix")) object["matrix"] = spec["matrix"];
             if (spec.contains("parameters")) object["material"]["parameters"] = spec["parameters"];
+            // Further objects, written as in a scene file: the class in other modes beside the
+            // ball, or something for a backdrop to catch the shadow of.
+            if (spec.contains("objects")) {
+                if (!spec["objects"].is_array()) {
+                    throw render::SceneError(preview.source + ": objects: expected an array of objects");
+                }
+                extraObjects = spec["objects"];
+            }
         } else {
             preview.source = stagePath;
         }
         preview.scene = stage;
         if (!preview.scene.contains("objects")) preview.scene["objects"] = json::array();
         preview.scene["objects"].push_back(object);
+        for (const json& extra : extraObjects) preview.scene["objects"].push_back(extra);
         result.push_back(std::move(preview));
     }
     return result;
