@@ -268,17 +268,23 @@ void wardShadowTransmittance(const WardParams& p, const Maps& maps, RenderServic
     record->outTransmittance = result;
 }
 
+// The current revision's gates before evaluating or sampling: the global clip (which marks the
+// record itself) and the decal's extent. True when the sample goes no further.
+template <class Maps>
+bool wardSampleGatedAway(const WardParams& p, const Maps& maps, ShadingRecord* record) {
+    if constexpr (Maps::kEarlierRevision) return false;
+    if (clippedAway(p.clip, record)) return true;
+    if (outsideDecal(p, *record, maps.layout())) {
+        record->noContribution = 1;
+        return true;
+    }
+    return false;
+}
+
 // Sampling and evaluation work in the BSDF frame as assembled (no view correction).
 template <class Maps>
 void wardEvaluateBsdf(const WardParams& p, const Maps& maps, RenderServices* services, ShadingRecord* record) {
-    constexpr bool kEarlier = Maps::kEarlierRevision;
-    if constexpr (!kEarlier) {
-        if (clippedAway(p.clip, record)) return;
-        if (outsideDecal(p, *record, maps.layout())) {
-            record->noContribution = 1;
-            return;
-        }
-    }
+    if (wardSampleGatedAway(p, maps, record)) return;
     const WardSurface surface = wardSurface<Maps>(*record);
     const ShadingFrame F = assembleShadingFrame(p, maps, surface.normal, services, *record).bsdf;
     const Float3 I = toLocal(F, record->rayDir);
@@ -308,13 +314,7 @@ template <class Maps>
 void wardSampleBsdf(const WardParams& p, const Maps& maps, RenderServices* services, ShadingRecord* record) {
     constexpr bool kEarlier = Maps::kEarlierRevision;
     constexpr float kInvPiLiteral = 0.3183099f;
-    if constexpr (!kEarlier) {
-        if (clippedAway(p.clip, record)) return;
-        if (outsideDecal(p, *record, maps.layout())) {
-            record->noContribution = 1;
-            return;
-        }
-    }
+    if (wardSampleGatedAway(p, maps, record)) return;
     const WardSurface surface = wardSurface<Maps>(*record);
     const ShadingFrame F = assembleShadingFrame(p, maps, surface.normal, services, *record).bsdf;
     const Float3 I = toLocal(F, record->rayDir);
