@@ -76,41 +76,17 @@ void sampleDiffuseWardMixture(RenderServices* services, ShadingRecord* record, c
     float pd = 0.5f;
     if (isZero(diffuse)) pd = 0.0f;
     if (isZero(specular)) pd = 1.0f;
-    Float3 value, d;
-    float pdf;
-    if (services->random() <= pd) {
-        Float2 u;
-        services->random2D(&u);
-        DiskSample disk = concentricDiskSample(u.x, u.y);
-        // Cosine-weighted hemisphere direction from the disk.
-        d = Float3(disk.x, disk.y, std::sqrt(1.0f - disk.r * disk.r));
-        WardEvaluation evaluation = wardBrdfAndPdf(wi, d, diffuse, specular, alphaU, alphaV);
-        value = evaluation.value;
-        pdf = evaluation.pdf;
-    } else {
-        Float2 u;
-        services->random2D(&u);
-        WardSample sample = sampleWardLobe(wi, diffuse, specular, alphaU, alphaV, u);
-        if (sample.direction.z < 0.0f) {
-            record->sampleLobe = kLobeNone;
-            return;
-        }
-        value = sample.value;
-        d = sample.direction;
-        pdf = sample.pdf;
-    }
-    if (!(pdf > 0.0f)) {
+    const WardMixtureSample sample = sampleWardMixture(services, wi, diffuse, specular, alphaU, alphaV, pd);
+    if (!sample.drawn) {
         record->sampleLobe = kLobeNone;
         return;
     }
-    record->sampleDir = fromLocal(frame, d);
-    record->sampleCos = metalSampleCosine(*record, d, cosineUsesBump);
-    // Density of the mixture: the Ward density and the cosine-weighted diffuse density d.z / pi.
-    float mixture = (1.0f - pd) * pdf + d.z * pd * 0.3183099f;
-    if (record->sampleCos >= 0.0f && mixture > 0.0f) {
+    record->sampleDir = fromLocal(frame, sample.direction);
+    record->sampleCos = metalSampleCosine(*record, sample.direction, cosineUsesBump);
+    if (record->sampleCos >= 0.0f && sample.mixturePdf > 0.0f) {
         record->sampleLobe = kLobeGlossyReflection;
-        record->samplePdf = 1.0f / mixture;
-        record->sampleWeight = value;
+        record->samplePdf = 1.0f / sample.mixturePdf;
+        record->sampleWeight = sample.value;
     } else {
         record->sampleLobe = kLobeNone;
     }

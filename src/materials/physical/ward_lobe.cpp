@@ -110,4 +110,33 @@ DiskSample concentricDiskSample(float u1, float u2) {
     return {std::cos(phi) * r, std::sin(phi) * r, r};
 }
 
+WardMixtureSample sampleWardMixture(RenderServices* services, Float3 I, Float3 D, Float3 S, float alphaX,
+                                    float alphaY, float diffuseChance) {
+    WardMixtureSample result{false, Float3(0.0f), Float3(0.0f), 0.0f};
+    float pdf;
+    if (services->random() <= diffuseChance) {
+        Float2 u;
+        services->random2D(&u);
+        DiskSample disk = concentricDiskSample(u.x, u.y);
+        // Cosine-weighted hemisphere direction from the disk.
+        result.direction = Float3(disk.x, disk.y, std::sqrt(1.0f - disk.r * disk.r));
+        WardEvaluation evaluation = wardBrdfAndPdf(I, result.direction, D, S, alphaX, alphaY);
+        result.value = evaluation.value;
+        pdf = evaluation.pdf;
+    } else {
+        Float2 u;
+        services->random2D(&u);
+        WardSample sample = sampleWardLobe(I, D, S, alphaX, alphaY, u);
+        if (sample.direction.z < 0.0f) return result;
+        result.value = sample.value;
+        result.direction = sample.direction;
+        pdf = sample.pdf;
+    }
+    if (!(pdf > 0.0f)) return result;
+    // Density of the mixture: the Ward density and the cosine-weighted diffuse density z / pi.
+    result.mixturePdf = (1.0f - diffuseChance) * pdf + result.direction.z * diffuseChance * 0.3183099f;
+    result.drawn = true;
+    return result;
+}
+
 }  // namespace ksi

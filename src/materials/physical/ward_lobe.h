@@ -3,6 +3,7 @@
 // (z along the normal; I, the incident direction, points into the surface).
 #pragma once
 
+#include "frame/host_interfaces.h"
 #include "frame/types.h"
 
 namespace ksi {
@@ -34,5 +35,18 @@ WardEvaluation wardBrdfAndPdf(Float3 I, Float3 L, Float3 D, Float3 S, float alph
 // Shirley's concentric map of the unit square onto the unit disk, keeping strata adjacent; the
 // radius is pulled in by 1e-6 so the hemisphere lift sqrt(1 - r^2) stays positive.
 DiskSample concentricDiskSample(float u1, float u2);
+
+struct WardMixtureSample {
+    bool drawn;        // false when the draw fell below the surface or has no density
+    Float3 direction;  // local
+    Float3 value;      // reflectance for the direction
+    float mixturePdf;  // density of the direction under the whole mixture
+};
+
+// One draw from the mixture of a cosine-weighted diffuse lobe, chosen with probability
+// diffuseChance, and the Ward glossy lobe; the host supplies the lobe choice and the two
+// coordinates.
+WardMixtureSample sampleWardMixture(RenderServices* services, Float3 I, Float3 D, Float3 S, float alphaX,
+                                    float alphaY, float diffuseChance);
 
 }  // namespace ksi

@@ -355,46 +355,20 @@ void wardSampleBsdf(const WardParams& p, const Maps& maps, RenderServices* servi
     } else if (maxComponent(W.specular) == 0.0f) {
         q = 1.0f;
     }
-    Float3 value, L;
-    float pdf;
-    if (services->random() <= q) {
-        Float2 u;
-        services->random2D(&u);
-        DiskSample disk = concentricDiskSample(u.x, u.y);
-        L = Float3(disk.x, disk.y, std::sqrt(1.0f - disk.r * disk.r));
-        WardEvaluation evaluation = wardBrdfAndPdf(I, L, W.diffuse, W.specular, alpha.x, alpha.y);
-        value = evaluation.value;
-        pdf = evaluation.pdf;
-    } else {
-        Float2 u;
-        services->random2D(&u);
-        WardSample sample = sampleWardLobe(I, W.diffuse, W.specular, alpha.x, alpha.y, u);
-        if (sample.direction.z < 0.0f) {
-            record->sampleLobe = kLobeNone;
-            return;
-        }
-        value = sample.value;
-        L = sample.direction;
-        pdf = sample.pdf;
-    }
-    if (pdf <= 0.0f) {
+    const WardMixtureSample sample = sampleWardMixture(services, I, W.diffuse, W.specular, alpha.x, alpha.y, q);
+    if (!sample.drawn) {
         record->sampleLobe = kLobeNone;
         return;
     }
-    record->sampleDir = fromLocal(F, L);
-    record->sampleCos = wardSampleCosine(p, record->sampleDir, surface.normal, L);
-    if (record->sampleCos < 0.0f) {
-        record->sampleLobe = kLobeNone;
-        return;
-    }
-    float mixture = (1.0f - q) * pdf + q * L.z * kInvPiLiteral;
-    if (mixture <= 0.0f) {
+    record->sampleDir = fromLocal(F, sample.direction);
+    record->sampleCos = wardSampleCosine(p, record->sampleDir, surface.normal, sample.direction);
+    if (record->sampleCos < 0.0f || sample.mixturePdf <= 0.0f) {
         record->sampleLobe = kLobeNone;
         return;
     }
     record->sampleLobe = kLobeGlossyReflection;
-    record->samplePdf = 1.0f / mixture;
-    record->sampleWeight = value;
+    record->samplePdf = 1.0f / sample.mixturePdf;
+    record->sampleWeight = sample.value;
 }
 
 }  // namespace ksi
