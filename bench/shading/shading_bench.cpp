@@ -5,11 +5,13 @@
 //
 // With --callgrind-calls=N the program instead runs every case N times between callgrind
 // client requests and dumps one profile per case, named after it; scripts/bench-table turns
-// those into instructions per call. Run it under
+// those into instructions per call. --callgrind-filter=REGEX keeps the cases whose name it
+// matches. Run it under
 //   valgrind --tool=callgrind --instr-atstart=no
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <regex>
 #include <string>
 #include <vector>
 
@@ -67,8 +69,9 @@ __attribute__((noinline)) void callRepeatedly(const Case& c, long calls) {
     for (long i = 0; i < calls; ++i) shadeOnce(c, &services, &record);
 }
 
-int profileUnderCallgrind(const std::vector<Case>& cases, long calls) {
+int profileUnderCallgrind(const std::vector<Case>& cases, long calls, const std::regex& filter) {
     for (const Case& c : cases) {
+        if (!std::regex_search(c.name, filter)) continue;
         callRepeatedly(c, 1);  // first-touch costs (lazy binding, cold code) stay out of the count
         CALLGRIND_ZERO_STATS;
         CALLGRIND_START_INSTRUMENTATION;
@@ -84,12 +87,15 @@ int profileUnderCallgrind(const std::vector<Case>& cases, long calls) {
 int main(int argc, char** argv) {
     harness::TinyTextures textures;
     const std::vector<Case> cases = allCases(textures);
+    long callgrindCalls = 0;
+    std::regex callgrindFilter("");
     for (int i = 1; i < argc; ++i) {
-        const char* prefix = "--callgrind-calls=";
-        if (std::strncmp(argv[i], prefix, std::strlen(prefix)) == 0) {
-            return profileUnderCallgrind(cases, std::atol(argv[i] + std::strlen(prefix)));
-        }
+        const std::string argument = argv[i];
+        const std::string calls = "--callgrind-calls=", filter = "--callgrind-filter=";
+        if (argument.rfind(calls, 0) == 0) callgrindCalls = std::atol(argument.c_str() + calls.size());
+        if (argument.rfind(filter, 0) == 0) callgrindFilter = std::regex(argument.substr(filter.size()));
     }
+    if (callgrindCalls > 0) return profileUnderCallgrind(cases, callgrindCalls, callgrindFilter);
     for (const Case& c : cases) {
         benchmark::RegisterBenchmark(c.name.c_str(), runCase, &c)->UseRealTime()->Threads(1)->Threads(2);
     }

@@ -43,8 +43,7 @@ float noiseValue(const NoiseParams& node, RenderServices* services, Float3 objec
     }
 }
 
-Float4 evaluateNoise(const NoiseParams& node, RenderServices* services, Float3 objectPoint, Float4 color1,
-                     Float4 color2) {
+float noiseBlendWeight(const NoiseParams& node, RenderServices* services, Float3 objectPoint) {
     float v = noiseValue(node, services, objectPoint);
     const float lo = node.thresholdLow, hi = node.thresholdHigh;
     if (v < lo) {
@@ -54,7 +53,7 @@ Float4 evaluateNoise(const NoiseParams& node, RenderServices* services, Float3 o
     } else if (lo - hi != 0.0f) {
         v = (v - lo) / (hi - lo);
     }
-    return (1.0f - v) * color1 + v * color2;
+    return v;
 }
 
 }  // namespace ksi
