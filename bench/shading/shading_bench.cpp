@@ -8,9 +8,16 @@
 // those into instructions per call. --callgrind-filter=REGEX keeps the cases whose name it
 // matches. Run it under
 //   valgrind --tool=callgrind --instr-atstart=no
+//
+// With --baseline=PATH every case also runs on the shader library at PATH (built from another
+// commit), named "baseline:" + the case and registered right after it, so that a change is
+// measured against what it replaces in one run on the same machine state.
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <memory>
+#include <optional>
 #include <regex>
 #include <string>
 #include <vector>
@@ -31,15 +38,19 @@ struct Case {
     ksi::ShadingRecord prepared;
 };
 
-std::vector<Case> allCases(harness::TinyTextures& textures) {
+std::vector<Case> allCases(harness::TinyTextures& textures, const PluginLibrary* baseline) {
     std::vector<Case> cases;
     for (const std::string& className : harness::exportedClasses()) {
+        const bool inBaseline = baseline && std::ranges::count(baseline->classNames(), className) > 0;
         for (harness::ParameterSet set : harness::kParameterSets) {
             std::shared_ptr<ShaderInstance> shader = harness::makeShader(className, set, textures);
+            std::shared_ptr<ShaderInstance> old;
+            if (inBaseline) old = harness::makeShader(*baseline, className, set, textures);
             for (const harness::SlotInfo& slot : harness::announcedSlots(*shader)) {
-                cases.push_back({className + "/" + slot.name + "/" + harness::parameterSetName(set), shader,
-                                 harness::slotFunction(shader->kind(), slot.capability),
-                                 harness::realisticRecord(*shader)});
+                const std::string name = className + "/" + slot.name + "/" + harness::parameterSetName(set);
+                const harness::SlotFunction call = harness::slotFunction(shader->kind(), slot.capability);
+                cases.push_back({name, shader, call, harness::realisticRecord(*shader)});
+                if (old) cases.push_back({"baseline:" + name, old, call, harness::realisticRecord(*old)});
             }
         }
     }
@@ -85,16 +96,33 @@ int profileUnderCallgrind(const std::vector<Case>& cases, long calls, const std:
 }  // namespace
 
 int main(int argc, char** argv) {
-    harness::TinyTextures textures;
-    const std::vector<Case> cases = allCases(textures);
     long callgrindCalls = 0;
     std::regex callgrindFilter("");
+    std::optional<PluginLibrary> baseline;
+    // Our options are taken out of argv before Google Benchmark reads the rest.
+    int kept = 1;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
-        const std::string calls = "--callgrind-calls=", filter = "--callgrind-filter=";
-        if (argument.rfind(calls, 0) == 0) callgrindCalls = std::atol(argument.c_str() + calls.size());
-        if (argument.rfind(filter, 0) == 0) callgrindFilter = std::regex(argument.substr(filter.size()));
+        const std::string calls = "--callgrind-calls=", filter = "--callgrind-filter=", base = "--baseline=";
+        if (argument.rfind(calls, 0) == 0) {
+            callgrindCalls = std::atol(argument.c_str() + calls.size());
+        } else if (argument.rfind(filter, 0) == 0) {
+            callgrindFilter = std::regex(argument.substr(filter.size()));
+        } else if (argument.rfind(base, 0) == 0) {
+            try {
+                baseline.emplace(argument.substr(base.size()));
+            } catch (const std::exception& e) {
+                std::fprintf(stderr, "kestrel_shading_bench: %s\n", e.what());
+                return 2;
+            }
+        } else {
+            argv[kept++] = argv[i];
+        }
     }
+    argc = kept;
+
+    harness::TinyTextures textures;
+    const std::vector<Case> cases = allCases(textures, baseline ? &*baseline : nullptr);
     if (callgrindCalls > 0) return profileUnderCallgrind(cases, callgrindCalls, callgrindFilter);
     for (const Case& c : cases) {
         benchmark::RegisterBenchmark(c.name.c_str(), runCase, &c)->UseRealTime()->Threads(1)->Threads(2);

@@ -111,7 +111,12 @@ const char* parameterSetName(ParameterSet set) { return set == ParameterSet::Def
 const std::vector<std::string>& exportedClasses() { return testing::library().classNames(); }
 
 std::unique_ptr<ShaderInstance> makeShader(const std::string& className, ParameterSet set, TinyTextures& textures) {
-    auto shader = std::make_unique<ShaderInstance>(testing::library().findClass(className));
+    return makeShader(testing::library(), className, set, textures);
+}
+
+std::unique_ptr<ShaderInstance> makeShader(const PluginLibrary& library, const std::string& className,
+                                           ParameterSet set, TinyTextures& textures) {
+    auto shader = std::make_unique<ShaderInstance>(library.findClass(className));
     if (set == ParameterSet::FeatureHeavy) applyFeatureHeavy(*shader, textures);
     return shader;
 }

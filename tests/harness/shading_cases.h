@@ -12,6 +12,7 @@
 #include <kestrel/kestrel.h>
 
 #include "constant_host.h"
+#include "plugin_library.h"
 #include "shader_instance.h"
 
 namespace kestrel::harness {
@@ -36,6 +37,9 @@ const std::vector<std::string>& exportedClasses();
 // switch on, sets every mode to 1, binds every texture to the tiny texture of its kind, then
 // applies the class's entries of feature_overrides.json.
 std::unique_ptr<ShaderInstance> makeShader(const std::string& className, ParameterSet set, TinyTextures& textures);
+// The same from another build of the library (a baseline to compare with).
+std::unique_ptr<ShaderInstance> makeShader(const PluginLibrary& library, const std::string& className,
+                                           ParameterSet set, TinyTextures& textures);
 
 // A record as a renderer fills it for this shader: a camera ray hitting a surface that faces it
 // at an angle, a direction to evaluate, a light sample, every lobe accepted, and every declared
