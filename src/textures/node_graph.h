@@ -1,9 +1,7 @@
 // Texture-node graphs compiled into a material: each graph is a type built from the node
 // templates below, its parameters one plain struct of nested node blocks, evaluated inline
-// depth first (children before their parent). The two-dimensional nodes (UnifiedBitmap, Tile)
-// read the "uv" coordinates, Noise the object-space point. Because Noise never reads "uv", a
-// sample computes each Noise node's blend weight once (NoiseWeights) and reuses it wherever the
-// graph is evaluated again at other coordinates: a bump's finite differences, both normal maps.
+// depth first (children before their parent, every use evaluated again). The two-dimensional
+// nodes (UnifiedBitmap, Tile) read the "uv" coordinates, Noise the object-space point.
 //
 // The graph type also names its members: a node's path is "_ward_" + the material input, then
 // for each step down the node type and the port it feeds ("_ward_diffuse_color_Noise_color1_
@@ -23,6 +21,13 @@
 #include "textures/unified_bitmap_node.h"
 
 namespace ksi::nodes {
+
+// Where a graph is evaluated.
+struct NodeContext {
+    RenderServices* services;
+    Float2 uv;
+    Float3 objectPoint;
+};
 
 enum class NodeKind : uint8_t { None, Constant, UnifiedBitmap, Noise, Tile };
 
@@ -61,74 +66,24 @@ struct Tile {
 // ---------------------------------------------------------------------------------------------
 // Evaluation
 
-// The blend weights of a graph's Noise nodes for one sample, in the graph's shape.
-template <class Node>
-struct NoiseWeights {};
+inline Float4 evaluateGraph(const ConstantColour& node, const NodeContext&) { return node.value; }
 
-template <class C1, class C2>
-struct NoiseWeights<Noise<C1, C2>> {
-    float v;
-    NoiseWeights<C1> color1;
-    NoiseWeights<C2> color2;
-};
-
-template <class B, class M>
-struct NoiseWeights<Tile<B, M>> {
-    NoiseWeights<B> brickColor;
-    NoiseWeights<M> mortarColor;
-};
-
-template <class Node>
-NoiseWeights<Node> noiseWeights(const Node& node, RenderServices* services, Float3 objectPoint) {
-    if constexpr (Node::kKind == NodeKind::Noise) {
-        return {noiseBlendWeight(node.params, services, objectPoint), noiseWeights(node.color1, services, objectPoint),
-                noiseWeights(node.color2, services, objectPoint)};
-    } else if constexpr (Node::kKind == NodeKind::Tile) {
-        return {noiseWeights(node.brickColor, services, objectPoint),
-                noiseWeights(node.mortarColor, services, objectPoint)};
-    } else {
-        return {};
-    }
-}
-
-// A graph's noise weights for one sample, computed when first needed.
-template <class Graph>
-struct SampleNoiseWeights {
-    bool ready = false;
-    NoiseWeights<Graph> weights{};
-
-    const NoiseWeights<Graph>& get(const Graph& graph, RenderServices* services, Float3 objectPoint) {
-        if (!ready) {
-            weights = noiseWeights(graph, services, objectPoint);
-            ready = true;
-        }
-        return weights;
-    }
-};
-
-// The graph's colour at `uv`, its Noise nodes blending by the sample's weights.
-inline Float4 evaluateGraph(const ConstantColour& node, RenderServices*, Float2, const NoiseWeights<ConstantColour>&) {
-    return node.value;
-}
-
-inline Float4 evaluateGraph(const UnifiedBitmap& node, RenderServices*, Float2 uv, const NoiseWeights<UnifiedBitmap>&) {
-    return evaluateBitmap(node.params, uv);
+inline Float4 evaluateGraph(const UnifiedBitmap& node, const NodeContext& at) {
+    return evaluateBitmap(node.params, at.uv);
 }
 
 template <class C1, class C2>
-Float4 evaluateGraph(const Noise<C1, C2>& node, RenderServices* services, Float2 uv,
-                     const NoiseWeights<Noise<C1, C2>>& weights) {
-    const Float4 c1 = evaluateGraph(node.color1, services, uv, weights.color1);
-    const Float4 c2 = evaluateGraph(node.color2, services, uv, weights.color2);
-    return blendNoiseColours(weights.v, c1, c2);
+Float4 evaluateGraph(const Noise<C1, C2>& node, const NodeContext& at) {
+    const Float4 c1 = evaluateGraph(node.color1, at);
+    const Float4 c2 = evaluateGraph(node.color2, at);
+    return evaluateNoise(node.params, at.services, at.objectPoint, c1, c2);
 }
 
 template <class B, class M>
-Float4 evaluateGraph(const Tile<B, M>& node, RenderServices* services, Float2 uv,
-                     const NoiseWeights<Tile<B, M>>& weights) {
-    const Float4 brick = evaluateGraph(node.brickColor, services, uv, weights.brickColor);
-    const Float4 mortar = evaluateGraph(node.mortarColor, services, uv, weights.mortarColor);
-    return evaluateTile(node.params, services, uv, brick, mortar);
+Float4 evaluateGraph(const Tile<B, M>& node, const NodeContext& at) {
+    const Float4 brick = evaluateGraph(node.brickColor, at);
+    const Float4 mortar = evaluateGraph(node.mortarColor, at);
+    return evaluateTile(node.params, at.services, at.uv, brick, mortar);
 }
 
 // The bump of a graph that feeds a normal-map input: heights r + g + b of the whole graph at
@@ -136,10 +91,10 @@ Float4 evaluateGraph(const Tile<B, M>& node, RenderServices* services, Float2 uv
 // A graph whose leaves do not depend on "uv" (a Noise of constants) has no slope and leaves the
 // normal alone.
 template <class Graph>
-void evaluateBitmapBump(const Graph& graph, const NoiseWeights<Graph>& weights, RenderServices* services, Float2 uv,
+void evaluateBitmapBump(const Graph& graph, RenderServices* services, Float3 objectPoint, Float2 uv,
                         const Float3x3& transform, ShadingFrame& frame, float amount) {
     bumpFromHeights(frame, transformUv(uv, transform), amount, [&](Float2 at) {
-        const Float4 c = evaluateGraph(graph, services, at, weights);
+        const Float4 c = evaluateGraph(graph, NodeContext{services, at, objectPoint});
         return c.x + c.y + c.z;
     });
 }

@@ -43,7 +43,8 @@ float noiseValue(const NoiseParams& node, RenderServices* services, Float3 objec
     }
 }
 
-float noiseBlendWeight(const NoiseParams& node, RenderServices* services, Float3 objectPoint) {
+Float4 evaluateNoise(const NoiseParams& node, RenderServices* services, Float3 objectPoint, Float4 color1,
+                     Float4 color2) {
     float v = noiseValue(node, services, objectPoint);
     const float lo = node.thresholdLow, hi = node.thresholdHigh;
     if (v < lo) {
@@ -53,7 +54,7 @@ float noiseBlendWeight(const NoiseParams& node, RenderServices* services, Float3
     } else if (lo - hi != 0.0f) {
         v = (v - lo) / (hi - lo);
     }
-    return v;
+    return (1.0f - v) * color1 + v * color2;
 }
 
 }  // namespace ksi

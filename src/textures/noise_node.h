@@ -43,11 +43,8 @@ inline constexpr float kMaxNoiseOctaves = 64.0f;
 // The scalar noise value before the threshold remap.
 float noiseValue(const NoiseParams& node, RenderServices* services, Float3 objectPoint);
 
-// The weight of color2 against color1: the noise value at objectPoint remapped between the
-// thresholds. It depends on the object-space point only, never on "uv".
-float noiseBlendWeight(const NoiseParams& node, RenderServices* services, Float3 objectPoint);
-
-// (1 - v) color1 + v color2 per channel.
-inline Float4 blendNoiseColours(float v, Float4 color1, Float4 color2) { return (1.0f - v) * color1 + v * color2; }
+// (1 - v) color1 + v color2 per channel, v the remapped noise value at objectPoint.
+Float4 evaluateNoise(const NoiseParams& node, RenderServices* services, Float3 objectPoint, Float4 color1,
+                     Float4 color2);
 
 }  // namespace ksi

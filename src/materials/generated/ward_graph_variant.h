@@ -45,19 +45,17 @@ struct WardGraphMaps {
     static constexpr bool kCutoutGraph = Graphs::Cutout::kKind != nodes::NodeKind::None;
 
     const WardGraphParams<Graphs>& block;
-    // Noise weights of each graph for the sample being shaded (this object lives for one call).
-    mutable nodes::SampleNoiseWeights<typename Graphs::Normal0> normalNoise{};
-    mutable nodes::SampleNoiseWeights<typename Graphs::Diffuse> diffuseNoise{};
-    mutable nodes::SampleNoiseWeights<typename Graphs::Cutout> cutoutNoise{};
 
     const VaryingLayout& layout() const { return kWardGraphVaryings; }
     Float2 uvOf(const ShadingRecord& record) const { return readVarying<Float2>(record, kWardGraphVaryings.uv); }
+    nodes::NodeContext at(RenderServices* services, const ShadingRecord& record) const {
+        return {services, uvOf(record), record.objectPosition};
+    }
 
     // A graph's colour is used as it is: its leaves carry their own amounts.
     Float4 diffuseTexel(const WardParams& p, RenderServices* services, const ShadingRecord& record) const {
         if constexpr (kDiffuseGraph) {
-            return nodes::evaluateGraph(block.diffuse, services, uvOf(record),
-                                        diffuseNoise.get(block.diffuse, services, record.objectPosition));
+            return nodes::evaluateGraph(block.diffuse, at(services, record));
         } else {
             Float4 texel = wardMapAt(p.u_diffuseMap, p.u_diffuseTransform, record, layout());
             return Float4(texel.xyz() * p.u_diffuseAmount, texel.w);
@@ -68,8 +66,8 @@ struct WardGraphMaps {
     void applyNormalMap(ShadingFrame& frame, const TextureHandle& map, const Float3x3& transform, float amount,
                         RenderServices* services, const ShadingRecord& record) const {
         if constexpr (kNormalGraph) {
-            nodes::evaluateBitmapBump(block.normal0, normalNoise.get(block.normal0, services, record.objectPosition),
-                                      services, uvOf(record), transform, frame, amount);
+            nodes::evaluateBitmapBump(block.normal0, services, record.objectPosition, uvOf(record), transform, frame,
+                                      amount);
         } else {
             applyHeightBump(frame, map, transform, uvOf(record), 1.0f, amount);
         }
@@ -79,9 +77,7 @@ struct WardGraphMaps {
 
     float cutout(const WardParams& p, RenderServices* services, const ShadingRecord& record) const {
         if constexpr (kCutoutGraph) {
-            return nodes::evaluateGraph(block.cutout, services, uvOf(record),
-                                        cutoutNoise.get(block.cutout, services, record.objectPosition))
-                .x;
+            return nodes::evaluateGraph(block.cutout, at(services, record)).x;
         } else {
             return wardMapAt(p.u_cutoutMap, p.u_cutoutTransform, record, layout()).x * p.u_cutoutAmount;
         }
