@@ -5,56 +5,56 @@
 namespace ksi {
 
 namespace {
-// The host noise at (q, phase) taken as a signed value in [-1, 1].
-float signedNoise(RenderServices* services, Float3 q, float phase) {
-    const Float4 point(q, phase);
+// The host noise at `point` (x, y, z, phase) taken as a signed value in [-1, 1].
+inline float signedNoise(RenderServices* services, const Float4& point) {
     return 2.0f * services->noise(&point) - 1.0f;
 }
 
-// Octaves at doubling frequency and halving weight while a whole level is left, then one more
+// Octaves at doubling frequency f and halving weight while a whole level is left, then one more
 // full octave for a fractional remainder. Turbulence folds each octave to its magnitude.
-float octaveSum(RenderServices* services, Float3 p, float phase, float levels, bool turbulent) {
-    float L = levels, f = 1.0f, s = 0.0f;
-    auto octave = [&]() {
-        const float n = signedNoise(services, f * p, phase);
-        s += (turbulent ? std::fabs(n) : n) / f;
-        f = 2.0f * f;
+// f and its weight 1/f stay exact powers of two over the capped octave count, so multiplying by
+// the weight gives the very bits of dividing by f, without a division per octave.
+template <bool kTurbulent>
+float octaveSum(RenderServices* services, Float3 p, float phase, float levels) {
+    // The point's xyz scale by f while the phase stays; phase * 1 is the phase's own bits.
+    const Float4 base(p, phase);
+    Float4 frequency(1.0f);
+    float L = levels, weight = 1.0f, s = 0.0f;
+    int left = static_cast<int>(kMaxNoiseOctaves);
+    const auto octave = [&] {
+        const float n = signedNoise(services, base * frequency);
+        s += (kTurbulent ? std::fabs(n) : n) * weight;
+        frequency = frequency * Float4(2.0f, 2.0f, 2.0f, 1.0f);
+        weight = 0.5f * weight;
+        --left;
     };
-    float done = 0.0f;
-    while (L >= 1.0f && done < kMaxNoiseOctaves) {
+    while (L >= 1.0f && left > 0) {
         octave();
         L = L - 1.0f;
-        done += 1.0f;
     }
-    if (L > 0.0f && done < kMaxNoiseOctaves) octave();
+    if (L > 0.0f && left > 0) octave();
     return s;
 }
 }  // namespace
 
 float noiseValue(const NoiseParams& node, RenderServices* services, Float3 objectPoint) {
     const float invSize = 1.0f / node.size;
-    const Float4 q = transformPoint(objectPoint, node.xform);
+    const Float3 q = transformPoint(objectPoint, node.xform).xyz();
     const Float3 p(q.x * invSize, q.y * invSize, q.z * invSize);
     switch (node.type) {
-        case 0: return (signedNoise(services, p, node.phase) + 1.0f) * 0.5f;
-        case 1: return (octaveSum(services, p, node.phase, node.levels, false) + 1.0f) * 0.5f;
-        case 2: return octaveSum(services, p, node.phase, node.levels, true);
+        case 0: return (signedNoise(services, Float4(p, node.phase)) + 1.0f) * 0.5f;
+        case 1: return (octaveSum<false>(services, p, node.phase, node.levels) + 1.0f) * 0.5f;
+        case 2: return octaveSum<true>(services, p, node.phase, node.levels);
         default: return 0.0f;
     }
 }
 
-Float4 evaluateNoise(const NoiseParams& node, RenderServices* services, Float3 objectPoint, Float4 color1,
-                     Float4 color2) {
-    float v = noiseValue(node, services, objectPoint);
+float noiseBlendWeight(const NoiseParams& node, RenderServices* services, Float3 objectPoint) {
+    const float v = noiseValue(node, services, objectPoint);
     const float lo = node.thresholdLow, hi = node.thresholdHigh;
-    if (v < lo) {
-        v = 0.0f;
-    } else if (v > hi) {
-        v = 1.0f;
-    } else if (lo - hi != 0.0f) {
-        v = (v - lo) / (hi - lo);
-    }
-    return (1.0f - v) * color1 + v * color2;
+    if (v < lo) return 0.0f;
+    if (v > hi) return 1.0f;
+    return lo - hi != 0.0f ? (v - lo) / (hi - lo) : v;
 }
 
 }  // namespace ksi

@@ -43,8 +43,16 @@ inline constexpr float kMaxNoiseOctaves = 64.0f;
 // The scalar noise value before the threshold remap.
 float noiseValue(const NoiseParams& node, RenderServices* services, Float3 objectPoint);
 
-// (1 - v) color1 + v color2 per channel, v the remapped noise value at objectPoint.
-Float4 evaluateNoise(const NoiseParams& node, RenderServices* services, Float3 objectPoint, Float4 color1,
-                     Float4 color2);
+// The weight of color2 against color1: the noise value at objectPoint remapped between the
+// thresholds.
+float noiseBlendWeight(const NoiseParams& node, RenderServices* services, Float3 objectPoint);
+
+// (1 - v) color1 + v color2 per channel, v the remapped noise value at objectPoint. The colours
+// are evaluated before the noise, so the host sees a graph's calls children first.
+inline Float4 evaluateNoise(const NoiseParams& node, RenderServices* services, Float3 objectPoint, Float4 color1,
+                            Float4 color2) {
+    const float v = noiseBlendWeight(node, services, objectPoint);
+    return (1.0f - v) * color1 + v * color2;
+}
 
 }  // namespace ksi

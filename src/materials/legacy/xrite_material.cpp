@@ -88,7 +88,9 @@ FlakeGrid flakeGrid(const XRiteParams& p, const ShadingRecord& record, Float3 n)
 }
 
 // Cube light dimmer than a channel sum of 3 fades steeply (fourth power of the sum over 3).
-float dimCubeFade(float sum) { return std::pow(sum / 3.0f, 4.0f); }
+// Black texels (an unbound cube, dark parts of an environment) skip the power: pow(+-0, 4) is
+// +0, the very value powf returns.
+float dimCubeFade(float sum) { return sum == 0.0f ? 0.0f : std::pow(sum / 3.0f, 4.0f); }
 
 // Flakes are a normal map tiled in world space: across by position.x, down by a row code made of
 // position.z's fraction and position.y in steps of 1/128. Each cell mirrors the eye vector about
