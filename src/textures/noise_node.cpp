@@ -16,15 +16,12 @@ inline float signedNoise(RenderServices* services, const Float4& point) {
 // the weight gives the very bits of dividing by f, without a division per octave.
 template <bool kTurbulent>
 float octaveSum(RenderServices* services, Float3 p, float phase, float levels) {
-    // The point's xyz scale by f while the phase stays; phase * 1 is the phase's own bits.
-    const Float4 base(p, phase);
-    Float4 frequency(1.0f);
-    float L = levels, weight = 1.0f, s = 0.0f;
+    float L = levels, f = 1.0f, weight = 1.0f, s = 0.0f;
     int left = static_cast<int>(kMaxNoiseOctaves);
     const auto octave = [&] {
-        const float n = signedNoise(services, base * frequency);
+        const float n = signedNoise(services, Float4(f * p, phase));
         s += (kTurbulent ? std::fabs(n) : n) * weight;
-        frequency = frequency * Float4(2.0f, 2.0f, 2.0f, 1.0f);
+        f = 2.0f * f;
         weight = 0.5f * weight;
         --left;
     };
