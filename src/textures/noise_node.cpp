@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "frame/octave.h"
+
 namespace ksi {
 
 namespace {
@@ -10,19 +12,17 @@ inline float signedNoise(RenderServices* services, const Float4& point) {
     return 2.0f * services->noise(&point) - 1.0f;
 }
 
-// Octaves at doubling frequency f and halving weight while a whole level is left, then one more
+// Octaves at doubling frequency and halving weight while a whole level is left, then one more
 // full octave for a fractional remainder. Turbulence folds each octave to its magnitude.
-// f and its weight 1/f stay exact powers of two over the capped octave count, so multiplying by
-// the weight gives the very bits of dividing by f, without a division per octave.
 template <bool kTurbulent>
 float octaveSum(RenderServices* services, Float3 p, float phase, float levels) {
-    float L = levels, f = 1.0f, weight = 1.0f, s = 0.0f;
+    float L = levels, s = 0.0f;
+    Octave o;
     int left = static_cast<int>(kMaxNoiseOctaves);
     const auto octave = [&] {
-        const float n = signedNoise(services, Float4(f * p, phase));
-        s += (kTurbulent ? std::fabs(n) : n) * weight;
-        f = 2.0f * f;
-        weight = 0.5f * weight;
+        const float n = signedNoise(services, Float4(o.frequency * p, phase));
+        s += (kTurbulent ? std::fabs(n) : n) * o.weight;
+        o.next();
         --left;
     };
     while (L >= 1.0f && left > 0) {

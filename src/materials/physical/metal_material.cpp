@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "frame/exports.h"
+#include "frame/octave.h"
 #include "frame/texture_lookup.h"
 #include "materials/physical/bumps.h"
 #include "materials/physical/light_fade.h"
@@ -185,12 +186,10 @@ SwitcherChannels metalSwitcherChannels(const P& p, RenderServices* services, con
         // Anodised: five octaves of absolute noise, thresholded into two greys.
         Float3 point = record.objectPosition * p.u_noiseanodized_tiling;
         float t = 0.0f;
-        float octave = 1.0f, weight = 1.0f;  // weight = 1/octave, exact for powers of two
-        for (int k = 0; k < 5; ++k) {
-            Float4 x(point * octave, 1.5f);
-            t += std::fabs(services->noise(&x)) * weight;
-            octave *= 2.0f;
-            weight *= 0.5f;
+        Octave o;
+        for (int k = 0; k < 5; ++k, o.next()) {
+            Float4 x(point * o.frequency, 1.5f);
+            t += std::fabs(services->noise(&x)) * o.weight;
         }
         float v = smoothRamp(t, 0.4f, 0.45f, 0.001f);
         c4 = Float3((1.0f - v) * 0.501961f + v * 0.098f);

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "frame/octave.h"
 #include "materials/physical/smooth_ramp.h"
 
 namespace ksi {
@@ -26,20 +27,16 @@ float filteredNoise(RenderServices* services, Float3 x, const NoiseBand& band) {
     if (band.type == 0) {
         v = (hostNoise(services, x, band.phase) + 1.0f) * 0.5f;
     } else if (band.type == 1 || band.type == 2) {
-        // Octaves 2^j up to K, the last one faded in by the fractional level. The scale and its
-        // weight 1/scale are exact powers of two (at most 17 octaves), so multiplying by the
-        // weight gives the bits of dividing by the scale.
+        // Octaves 2^j up to K (at most 16), the last one faded in by the fractional level.
         const bool absolute = band.type == 2;
         float sum = 0.0f;
-        float scale = 1.0f, weight = 1.0f;
-        for (float j = 0.0f; j < K; j += 1.0f) {
-            float n = hostNoise(services, x * scale, band.phase);
-            sum += (absolute ? std::fabs(n) : n) * weight;
-            scale *= 2.0f;
-            weight *= 0.5f;
+        Octave o;
+        for (float j = 0.0f; j < K; j += 1.0f, o.next()) {
+            float n = hostNoise(services, x * o.frequency, band.phase);
+            sum += (absolute ? std::fabs(n) : n) * o.weight;
         }
-        float last = hostNoise(services, x * scale, band.phase);
-        sum += phi * (absolute ? std::fabs(last) : last) * weight;
+        float last = hostNoise(services, x * o.frequency, band.phase);
+        sum += phi * (absolute ? std::fabs(last) : last) * o.weight;
         v = absolute ? sum : (sum + 1.0f) * 0.5f;
     }
     if (band.lo < band.hi) v = smoothRamp(v, band.lo, band.hi, band.blur);
@@ -81,12 +78,10 @@ float ridge(RenderServices* services, Float3 x) {
 // Five octaves of absolute 3D noise, compressed towards 1.
 float turbulence(RenderServices* services, Float3 y) {
     float s = 0.0f;
-    float scale = 1.0f, weight = 1.0f;  // weight = 1/scale, exact for powers of two
-    for (int k = 0; k < 5; ++k) {
-        Float3 x = y * scale;
-        s += std::fabs(services->noise3D(&x)) * weight;
-        scale *= 2.0f;
-        weight *= 0.5f;
+    Octave o;
+    for (int k = 0; k < 5; ++k, o.next()) {
+        Float3 x = y * o.frequency;
+        s += std::fabs(services->noise3D(&x)) * o.weight;
     }
     return s > 1.0f ? 1.0f : std::pow(s, 0.25f);
 }
