@@ -1,8 +1,8 @@
 #include "environments/background_geometry.h"
 
-#include "environments/latlong.h"
+#include "shading/latlong.h"
 #include "frame/exports.h"
-#include "materials/legacy/texture_channel.h"
+#include "shading/texture_channel.h"
 
 namespace ksi {
 

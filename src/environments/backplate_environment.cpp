@@ -1,6 +1,6 @@
 #include "environments/backplate_environment.h"
 
-#include "environments/latlong.h"
+#include "shading/latlong.h"
 #include "frame/exports.h"
 #include "frame/texture_conventions.h"
 #include "frame/texture_lookup.h"

@@ -1,6 +1,6 @@
 #include "environments/default_environment.h"
 
-#include "environments/latlong.h"
+#include "shading/latlong.h"
 #include "frame/exports.h"
 
 namespace ksi {

@@ -3,10 +3,10 @@
 // depth first (children before their parent, every use evaluated again). The two-dimensional
 // nodes (UnifiedBitmap, Tile) read the "uv" coordinates, Noise the object-space point.
 //
-// The graph type also names its members: a node's path is "_ward_" + the material input, then
-// for each step down the node type and the port it feeds ("_ward_diffuse_color_Noise_color1_
-// UnifiedBitmap"); a member is the path followed by the node's suffix ("_amount"). The names
-// and the declaration rows are built at compile time, in the block order the material lists.
+// The graph type also names its members: a node's path is the material input's path, then for
+// each step down the node type and the port it feeds ("<input>_Noise_color1_UnifiedBitmap"); a
+// member is the path followed by the node's suffix ("_amount"). The names and the declaration
+// rows are built at compile time, in the block order the material lists.
 #pragma once
 
 #include <array>
@@ -14,8 +14,8 @@
 #include <cstdint>
 
 #include "frame/parameter_table.h"
-#include "materials/physical/bumps.h"
-#include "materials/physical/shading_frame.h"
+#include "shading/bumps.h"
+#include "shading/shading_frame.h"
 #include "textures/noise_node.h"
 #include "textures/tile_node.h"
 #include "textures/unified_bitmap_node.h"
@@ -175,7 +175,7 @@ constexpr std::size_t rowCount() {
     }
 }
 
-// Lists the nodes under `parentPath` (a material input's "_ward_<input>" or a port's path).
+// Lists the nodes under `parentPath` (a material input's path or a port's path).
 template <class Node, std::size_t N>
 constexpr void collectSites(std::array<NodeSite, N>& sites, std::size_t& next, const NodeName& parentPath,
                             uint32_t offset) {
@@ -219,60 +219,64 @@ constexpr void appendMembers(std::array<GraphMember, N>& out, std::size_t& next,
     for (const NodeMember& member : members) out[next++] = {site.path.plus(member.suffix), member.kind, site.offset + member.offset};
 }
 
-// The members of every node of a material's graphs, in the graphs' block order. Graphs names the
-// graph of each input (types Diffuse, Normal0, Cutout, each a graph or NoGraph) and lists in
-// kBlockOrder the node paths after "_ward_" in declaration order; every node exactly once.
-// Block is the material's parameter block, holding the graphs as members diffuse, normal0 and
-// cutout.
-template <class Graphs, class Block>
-constexpr auto graphMembers() {
-    using D = typename Graphs::Diffuse;
-    using Nm = typename Graphs::Normal0;
-    using C = typename Graphs::Cutout;
-    constexpr std::size_t kSites = siteCount<D>() + siteCount<Nm>() + siteCount<C>();
-    constexpr std::size_t kRows = rowCount<D>() + rowCount<Nm>() + rowCount<C>();
+// One node's members in declaration order; a Noise node declares its unconnected colours
+// between its leading and trailing members.
+template <std::size_t N>
+constexpr void appendSiteMembers(std::array<GraphMember, N>& members, std::size_t& next, const NodeSite& site) {
+    if (site.kind == NodeKind::UnifiedBitmap) {
+        appendMembers(members, next, site, kUnifiedBitmapMembers);
+    } else if (site.kind == NodeKind::Tile) {
+        appendMembers(members, next, site, kTileMembers);
+    } else {
+        appendMembers(members, next, site, kNoiseLeadingMembers);
+        if (site.constantColour1) members[next++] = {site.path.plus("_color1"), ParamKind::Float4, site.colour1Offset};
+        if (site.constantColour2) members[next++] = {site.path.plus("_color2"), ParamKind::Float4, site.colour2Offset};
+        appendMembers(members, next, site, kNoiseTrailingMembers);
+    }
+}
+
+// Where a material keeps the graph on one of its inputs: the input's path (the material's
+// prefix and the input's name) and the offset of the graph's block in the material's block.
+template <class Graph>
+struct GraphRoot {
+    const char* path;
+    std::size_t offset;
+};
+
+// The members of every node of a material's graphs, in the material's block order. `blockOrder`
+// lists the node paths after `prefix` in declaration order, every node exactly once; each root
+// names the graph on one input (a NoGraph root adds nothing).
+template <std::size_t K, class... Graphs>
+constexpr auto graphMembers(const char* const (&blockOrder)[K], const char* prefix, GraphRoot<Graphs>... roots) {
+    constexpr std::size_t kSites = (siteCount<Graphs>() + ...);
+    constexpr std::size_t kRows = (rowCount<Graphs>() + ...);
     std::array<NodeSite, kSites> sites{};
     std::size_t count = 0;
-    collectSites<Nm>(sites, count, NodeName("_ward_normal0_map"), static_cast<uint32_t>(offsetof(Block, normal0)));
-    collectSites<D>(sites, count, NodeName("_ward_diffuse_color"), static_cast<uint32_t>(offsetof(Block, diffuse)));
-    collectSites<C>(sites, count, NodeName("_ward_cutout_map"), static_cast<uint32_t>(offsetof(Block, cutout)));
-    if (std::size(Graphs::kBlockOrder) != kSites) throw "the block order must list every node once";
+    (collectSites<Graphs>(sites, count, NodeName(roots.path), static_cast<uint32_t>(roots.offset)), ...);
+    if (K != kSites) throw "the block order must list every node once";
 
     std::array<GraphMember, kRows> members{};
     std::array<bool, kSites> used{};
     std::size_t next = 0;
-    for (const char* listed : Graphs::kBlockOrder) {
-        const NodeName path = NodeName("_ward_").plus(listed);
+    for (const char* listed : blockOrder) {
+        const NodeName path = NodeName(prefix).plus(listed);
         std::size_t found = kSites;
         for (std::size_t i = 0; i < kSites; ++i) {
             if (sites[i].path.equals(path)) found = i;
         }
         if (found == kSites || used[found]) throw "block order names a node that is not in the graph, or twice";
         used[found] = true;
-        const NodeSite& site = sites[found];
-        if (site.kind == NodeKind::UnifiedBitmap) {
-            appendMembers(members, next, site, kUnifiedBitmapMembers);
-        } else if (site.kind == NodeKind::Tile) {
-            appendMembers(members, next, site, kTileMembers);
-        } else {
-            appendMembers(members, next, site, kNoiseLeadingMembers);
-            if (site.constantColour1) members[next++] = {site.path.plus("_color1"), ParamKind::Float4, site.colour1Offset};
-            if (site.constantColour2) members[next++] = {site.path.plus("_color2"), ParamKind::Float4, site.colour2Offset};
-            appendMembers(members, next, site, kNoiseTrailingMembers);
-        }
+        appendSiteMembers(members, next, sites[found]);
     }
     return members;
 }
 
-template <class Graphs, class Block>
-inline constexpr auto kGraphMembers = graphMembers<Graphs, Block>();
-
-// Declaration rows naming the members above (the names live in kGraphMembers).
-template <class Graphs, class Block>
-constexpr auto graphRows() {
-    constexpr const auto& members = kGraphMembers<Graphs, Block>;
-    std::array<Declaration, kGraphMembers<Graphs, Block>.size()> rows{};
-    for (std::size_t i = 0; i < members.size(); ++i) rows[i] = {members[i].kind, 0, members[i].name.text, members[i].offset};
+// Declaration rows naming the members of a graphMembers table; the names stay in the table, so
+// it must outlive the rows (a constexpr variable).
+template <std::size_t N>
+constexpr std::array<Declaration, N> graphRows(const std::array<GraphMember, N>& members) {
+    std::array<Declaration, N> rows{};
+    for (std::size_t i = 0; i < N; ++i) rows[i] = {members[i].kind, 0, members[i].name.text, members[i].offset};
     return rows;
 }
 

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "materials/physical/ward_noise.h"
+#include "materials/ward/ward_noise.h"
 #include "stub_services.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "materials/physical/microfacet.h"
+#include "shading/microfacet.h"
 
 namespace {
 

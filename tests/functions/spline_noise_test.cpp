@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "materials/physical/metal_lobes.h"
+#include "shading/metal_lobes.h"
 #include "stub_services.h"
 
 namespace {

@@ -2,11 +2,11 @@
 
 #include <cmath>
 
-#include "environments/latlong.h"
+#include "shading/latlong.h"
 #include "frame/exports.h"
 #include "frame/texture_lookup.h"
 #include "materials/legacy/fresnel_quadruple.h"
-#include "materials/legacy/texture_channel.h"
+#include "shading/texture_channel.h"
 
 namespace ksi {
 

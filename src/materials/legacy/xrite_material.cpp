@@ -6,7 +6,7 @@
 #include "frame/exports.h"
 #include "frame/texture_conventions.h"
 #include "materials/legacy/fresnel_quadruple.h"
-#include "materials/physical/shading_frame.h"
+#include "shading/shading_frame.h"
 
 namespace ksi {
 

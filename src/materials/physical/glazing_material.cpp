@@ -4,9 +4,9 @@
 
 #include "frame/exports.h"
 #include "frame/texture_lookup.h"
-#include "materials/physical/light_fade.h"
-#include "materials/physical/microfacet.h"
-#include "materials/physical/shading_frame.h"
+#include "shading/light_fade.h"
+#include "shading/microfacet.h"
+#include "shading/shading_frame.h"
 
 namespace ksi {
 

@@ -4,11 +4,11 @@
 
 #include "frame/exports.h"
 #include "frame/texture_lookup.h"
-#include "materials/physical/bumps.h"
-#include "materials/physical/light_fade.h"
-#include "materials/physical/metal_lobes.h"
-#include "materials/physical/shading_frame.h"
-#include "materials/physical/ward_lobe.h"
+#include "shading/bumps.h"
+#include "shading/light_fade.h"
+#include "shading/metal_lobes.h"
+#include "shading/shading_frame.h"
+#include "shading/ward_lobe.h"
 
 namespace ksi {
 

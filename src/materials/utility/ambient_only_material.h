@@ -3,7 +3,7 @@
 #pragma once
 
 #include "frame/parameter_table.h"
-#include "materials/physical/common_inputs.h"
+#include "shading/common_inputs.h"
 
 namespace ksi {
 

@@ -1,5 +1,0 @@
-#include "materials/generated/ward_33632204.h"
-
-#include "frame/exports.h"
-
-KESTREL_EXPORT_SHADER(kestrel_Mtl_Ward_33632204)

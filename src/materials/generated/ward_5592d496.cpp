@@ -1,5 +1,0 @@
-#include "materials/generated/ward_5592d496.h"
-
-#include "frame/exports.h"
-
-KESTREL_EXPORT_SHADER(kestrel_Mtl_Ward_5592d496)

@@ -1,5 +1,0 @@
-#include "materials/generated/ward_aa598cb4.h"
-
-#include "frame/exports.h"
-
-KESTREL_EXPORT_SHADER(kestrel_Mtl_Ward_aa598cb4)

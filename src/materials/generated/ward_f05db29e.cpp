@@ -1,5 +1,0 @@
-#include "materials/generated/ward_f05db29e.h"
-
-#include "frame/exports.h"
-
-KESTREL_EXPORT_SHADER(kestrel_Mtl_Ward_f05db29e)

@@ -1,0 +1,22 @@
+// kestrel_Mtl_Ward_5592d496: the earlier Ward revision with an image height map on the normal maps and noise between two images as the diffuse colour.
+#pragma once
+
+#include "materials/ward/graph_variants/ward_graph_variant.h"
+
+namespace ksi {
+
+struct Ward_5592d496_Graphs {
+    using Diffuse = nodes::Noise<nodes::UnifiedBitmap, nodes::UnifiedBitmap>;
+    using Normal0 = nodes::UnifiedBitmap;
+    using Cutout = nodes::NoGraph;
+    static constexpr const char* kBlockOrder[] = {
+        "normal0_map_UnifiedBitmap",
+        "diffuse_color_Noise_color1_UnifiedBitmap",
+        "diffuse_color_Noise_color2_UnifiedBitmap",
+        "diffuse_color_Noise",
+    };
+};
+
+class kestrel_Mtl_Ward_5592d496 final : public WardGraphVariant<Ward_5592d496_Graphs> {};
+
+}  // namespace ksi

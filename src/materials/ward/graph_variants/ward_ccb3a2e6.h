@@ -1,0 +1,21 @@
+// kestrel_Mtl_Ward_ccb3a2e6: the earlier Ward revision with noise between two images as the diffuse colour.
+#pragma once
+
+#include "materials/ward/graph_variants/ward_graph_variant.h"
+
+namespace ksi {
+
+struct Ward_ccb3a2e6_Graphs {
+    using Diffuse = nodes::Noise<nodes::UnifiedBitmap, nodes::UnifiedBitmap>;
+    using Normal0 = nodes::NoGraph;
+    using Cutout = nodes::NoGraph;
+    static constexpr const char* kBlockOrder[] = {
+        "diffuse_color_Noise",
+        "diffuse_color_Noise_color1_UnifiedBitmap",
+        "diffuse_color_Noise_color2_UnifiedBitmap",
+    };
+};
+
+class kestrel_Mtl_Ward_ccb3a2e6 final : public WardGraphVariant<Ward_ccb3a2e6_Graphs> {};
+
+}  // namespace ksi

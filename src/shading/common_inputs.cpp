@@ -1,0 +1,157 @@
+#include "shading/common_inputs.h"
+
+#include <cmath>
+
+#include "frame/texture_lookup.h"
+
+namespace ksi {
+
+namespace {
+enum MaskingMode : int32_t {
+    kMaskNone = -1,
+    kMaskColor = 0,
+    kMaskUv = 1,
+    kMaskPlanar = 2,
+    kMaskBox = 3,
+    kMaskCylindrical = 4,
+};
+
+// Box projection: the two projected axes across the dominant axis of the projected normal.
+Float2 boxCoordinate(Float4 p, Float3 n) {
+    float ax = std::fabs(n.x), ay = std::fabs(n.y), az = std::fabs(n.z);
+    if (ax >= ay && ax > az) return {p.z, p.y};
+    if (ay > ax && ay >= az) return {p.x, p.z};
+    return {p.x, p.y};
+}
+
+// An occlusion amount a in [0, 1] fades the colour from white towards ambientOcclusionColor.
+Float3 fadeToOcclusionColor(float a, Float3 color) {
+    return {a * color.x + (1.0f - a), a * color.y + (1.0f - a), a * color.z + (1.0f - a)};
+}
+}  // namespace
+
+Float3 evaluateMasking(const CommonMaterialInputs& inputs, Float2 uv, Float3 objectPosition, Float3 objectNormal) {
+    const int32_t mode = inputs.maskingMode;
+    if (mode < kMaskColor || mode > kMaskCylindrical) return Float3(0.0f);
+
+    Float3 m;
+    Float4 projected(0.0f);
+    if (mode == kMaskColor) {
+        m = inputs.maskingColor;
+    } else {
+        Float2 coordinate;
+        if (mode == kMaskUv) {
+            coordinate = transformUv(uv, inputs.maskingUVMatrix);
+        } else {
+            projected = transformPoint(objectPosition, inputs.maskingTextureMatrix);
+            if (mode == kMaskPlanar) {
+                coordinate = {projected.x, projected.y};
+            } else if (mode == kMaskBox) {
+                coordinate = boxCoordinate(projected, transformDirection(objectNormal, inputs.maskingTextureMatrix));
+            } else {
+                // Angle around the projection's z axis through (0.5, 0.5), atan2 taking x first.
+                float angle = std::atan2(projected.x - 0.5f, projected.y - 0.5f);
+                coordinate = {(angle * 0.1591549f + 0.5f) * inputs.maskingAngularRepeat, projected.z};
+            }
+        }
+        Float4 texel = lookupTexture(inputs.maskingTexture, coordinate);
+        m = inputs.maskingFromAlpha ? Float3(texel.w) : texel.xyz();
+    }
+    if (inputs.maskingInvertTexture && mode >= kMaskUv) m = Float3(1.0f) - m;
+    // The planar projection covers the slab -1 <= z <= 1; everything outside it is cut away.
+    if (m != Float3(1.0f) && mode == kMaskPlanar && (projected.z < -1.0f || projected.z > 1.0f)) m = Float3(1.0f);
+    return m;
+}
+
+Float3 evaluateAmbientOcclusion(const CommonMaterialInputs& inputs, RenderServices* services, Float2 uv1,
+                                Float4 vertexColor, Float3 attenuationColor, Float3 position, Float3 normal,
+                                Float3 rayDirection, Float3 geometricNormal, float weight) {
+    const float k = 1.0f - maxComponent(attenuationColor);
+    const float factor = inputs.ambientOcclusionFactor;
+    if (inputs.usePrecalcAO && (inputs.ambientOcclusionMode == 1 || inputs.ambientOcclusionMode == 2)) {
+        float occlusion = inputs.ambientOcclusionMode == 1
+                              ? lookupTexture(inputs.ambientOcclusionTexture, uv1).x
+                              : vertexColor.x;
+        float a = (1.0f - occlusion) * factor * k;
+        return fadeToOcclusionColor(a, inputs.ambientOcclusionColor);
+    }
+    // Ray-traced: query the hemisphere on the side the ray came from.
+    Float3 direction = faceForwardNormal(normal, rayDirection, geometricNormal);
+    Float3 visibility;
+    services->ambientOcclusion(&visibility, &position, &direction, k * weight * factor);
+    const Float3& c = inputs.ambientOcclusionColor;
+    auto channel = [&](float v, float color) {
+        float t = (1.0f - (factor * v + (1.0f - factor))) * k;
+        return t * color + (1.0f - t);
+    };
+    return {channel(visibility.x, c.x), channel(visibility.y, c.y), channel(visibility.z, c.z)};
+}
+
+bool passesGlobalClip(const GlobalClipInputs& clip, Float3 position) {
+    // The count texel has no second coordinate of its own; it is read on the same row as the planes.
+    const float n = fetchDataTexture(clip.u_globalClippingMap, 0.0f, 1.0f).x;
+    if (n < 1.0f) return true;
+    for (float i = 1.0f; i <= n && i <= kMaxClippingPlanes; i += 1.0f) {
+        Float4 plane = fetchDataTexture(clip.u_globalClippingMap, (i + 0.5f) / (n + 1.0f), 1.0f);
+        // Written as a negated test so that a NaN also clips.
+        if (!(dot(position, plane.xyz()) > -plane.w)) return false;
+    }
+    return true;
+}
+
+bool clippedAway(const GlobalClipInputs& clip, ShadingRecord* record) {
+    if (!clip.u_globalClippingMapEnable || passesGlobalClip(clip, record->position)) return false;
+    record->noContribution = 1;
+    return true;
+}
+
+Float3 reflectClampedToSurface(Float3 rayDirection, Float3 geometricNormal, Float3 normal) {
+    const Float3& I = rayDirection;
+    const Float3& G = geometricNormal;
+    const Float3& N = normal;
+    constexpr float kMinCos = 0.05f;
+    Float3 r = I - 2.0f * dot(N, I) * N;
+    if (dot(G, r) >= kMinCos) return r;
+
+    // The unit vector d = s I + t N in the plane of I and N that meets G at exactly the minimum
+    // cosine: with dot(d, G) fixed, |d| = 1 leaves a quadratic in t.
+    const float a = dot(G, I);
+    const float b = dot(N, G);
+    const float c = dot(N, I);
+    const float qa = b * b + a * a - 2.0f * (c * a) * b;
+    const float qb = 2.0f * kMinCos * (c * a - b);
+    const float qc = kMinCos * kMinCos - a * a;
+    float t;
+    if (qa != 0.0f) {
+        float disc = qb * qb - 4.0f * qa * qc;
+        if (disc < 0.0f) return N;
+        float root = std::sqrt(disc);
+        float t1 = (root - qb) / (2.0f * qa);
+        float t2 = (-root - qb) / (2.0f * qa);
+        t = t1 > t2 ? t1 : t2;
+    } else {
+        if (qb == 0.0f) return N;
+        t = -qc / qb;
+    }
+    float s = (kMinCos - t * b) / a;
+    return normalize(s * I + t * N);
+}
+
+Float4 blendWithTransmission(RenderServices* services, const ShadingRecord& record, Float3 mask, Float4 color) {
+    if (isZero(mask)) return color;
+    // Whatever the cut-away part lets through, seen straight through the surface.
+    Float4 behind;
+    services->traceTransmission(&behind, &record.position, &record.rayDir, 1.0f);
+    return Float4(lerp3(color.xyz(), behind.xyz(), mask), behind.w);
+}
+
+void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, const MaterialTerms& terms,
+                         Float3 ao, const CommonTint* tint) {
+    Float3 sum = terms.added + terms.ambient * ao;
+    for (const Float3& term : terms.trailing) sum += term;
+    Float4 color(sum, 1.0f);
+    if (tint && tint->u_commonTintEnable) setRgb(color, color.xyz() * tint->u_commonTintColor.xyz());
+    record->outColor = blendWithTransmission(services, *record, mask, color);
+}
+
+}  // namespace ksi
