@@ -59,6 +59,12 @@ inline constexpr float kInvPi = 0.31830987f;      // 0x3EA2F983
 inline constexpr float kDegToRad = 0.017453292f;  // 0x3C8EFA35
 inline constexpr float kRadToDeg = 57.295776f;    // 0x42652EE0
 inline constexpr float kInvTwoPi = 1.0f / kTwoPi;
+// The lobe and mapping formulas are written with seven-digit literals of 2pi, 1/pi and 1/(2pi)
+// that round to other floats than the constants above (one unit in the last place apart); both
+// roundings are part of the results, so each has its own name.
+inline constexpr float kTwoPiLiteral = 6.283185f;
+inline constexpr float kInvPiLiteral = 0.3183099f;
+inline constexpr float kInvTwoPiLiteral = 0.1591549f;
 
 // ---------------------------------------------------------------------------------------------
 // Float3
@@ -133,6 +139,8 @@ inline constexpr float linearStep(float lo, float hi, float x) {
 }
 // Only f.x (reference distance) and f.y (exponent) take part.
 inline float distanceAttenuation(float d, Float3 f) { return saturate(1.0f - std::pow(d / f.x, f.y)); }
+// The reflectivity curve of every material: a at normal incidence (x = 1) to b at grazing
+// incidence (x = 0) along (1 - x)^e, with the cosine x clamped to [0, 1].
 inline float powerBlend(float x, float e, float a, float b) { return a + (b - a) * std::pow(1.0f - saturate(x), e); }
 
 inline constexpr Float3 clamp3(Float3 x, Float3 lo, Float3 hi) {
