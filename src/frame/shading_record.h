@@ -34,6 +34,15 @@ enum LobeCode : int32_t {
     kLobeSpecularTransmission = 32,
 };
 
+// Whether the host accepts a sample of this lobe: lobeRequest holds the answer for code 1 << i
+// in byte i.
+constexpr bool lobeRequested(const uint8_t (&lobeRequest)[6], LobeCode lobe) {
+    for (int i = 0; i < 6; ++i) {
+        if ((1 << i) == lobe) return lobeRequest[i] != 0;
+    }
+    return false;
+}
+
 inline constexpr int kVaryingsOffset = 504;
 inline constexpr int kVaryingsSize = 64;
 
