@@ -43,6 +43,14 @@ constexpr bool lobeRequested(const uint8_t (&lobeRequest)[6], LobeCode lobe) {
     return false;
 }
 
+// Whether any reflection lobe (codes 1, 2, 4), or any transmission lobe (8, 16, 32), is accepted.
+constexpr bool reflectionRequested(const uint8_t (&lobeRequest)[6]) {
+    return lobeRequest[0] || lobeRequest[1] || lobeRequest[2];
+}
+constexpr bool transmissionRequested(const uint8_t (&lobeRequest)[6]) {
+    return lobeRequest[3] || lobeRequest[4] || lobeRequest[5];
+}
+
 inline constexpr int kVaryingsOffset = 504;
 inline constexpr int kVaryingsSize = 64;
 

@@ -12,13 +12,16 @@ namespace ksi {
 
 // The finite-difference bump over any height source: heights at `at` and 0.001 further along u
 // and along v; the normal moves by the slopes along T and B times amount * 3.33. Slopes below
-// 1e-5 leave the frame alone (a flat source must not disturb the normal by rounding).
+// 1e-5 leave the frame alone (a flat source must not disturb the normal by rounding); a slope
+// that is not a number is not below it and flows into the normal.
 template <class Height>
 void bumpFromHeights(ShadingFrame& frame, Float2 at, float amount, Height&& height) {
     float h = height(at);
     float du = h - height(at + Float2(0.001f, 0.0f));
     float dv = h - height(at + Float2(0.0f, 0.001f));
-    if (std::fabs(du) >= 1e-5f || std::fabs(dv) >= 1e-5f) frame.N += (du * frame.T + dv * frame.B) * (amount * 3.33f);
+    constexpr float kFlatSlope = 0.00001f;
+    if (std::fabs(du) < kFlatSlope && std::fabs(dv) < kFlatSlope) return;
+    frame.N += (du * frame.T + dv * frame.B) * (amount * 3.33f);
 }
 
 // Height from the sum of a map's red, green and blue at transformUv(uv, transform) * uvScale.

@@ -131,7 +131,8 @@ Float3 evaluateAmbientOcclusion(const CommonMaterialInputs& inputs, RenderServic
                                 Float3 rayDirection, Float3 geometricNormal, float weight);
 
 // Whether position lies on the kept side of every plane of the clipping map. At most
-// kMaxClippingPlanes planes are read, so a corrupt count cannot stall the shader.
+// kMaxClippingPlanes planes are read: the cap binds only for an absurd count, and keeps a garbage
+// count texel from hanging a render.
 inline constexpr float kMaxClippingPlanes = 4096.0f;
 bool passesGlobalClip(const GlobalClipInputs& clip, Float3 position);
 
@@ -173,12 +174,16 @@ inline SurfaceNormals recordNormals(const ShadingRecord& record) {
     return {record.normal, record.geomNormal, record.objectNormal};
 }
 
+// Whether a material's shade darkens its ambient term by the ambient occlusion (a mirror has no
+// ambient term to darken).
+enum class AmbientOcclusionStep : uint8_t { Applied, Skipped };
+
 // The whole shade sequence of the newer materials: mask (returning with noContribution when the
-// sample is fully cut away), the material's lighting, ambient occlusion (unless
-// withAmbientOcclusion is false) and finishMaterialShade. lighting() returns MaterialTerms.
+// sample is fully cut away), the material's lighting, ambient occlusion (when applied) and
+// finishMaterialShade. lighting() returns MaterialTerms.
 template <class Lighting>
 void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint* tint, const VaryingLayout& layout,
-                           bool withAmbientOcclusion, RenderServices* services, ShadingRecord* record,
+                           AmbientOcclusionStep aoStep, RenderServices* services, ShadingRecord* record,
                            const SurfaceNormals& normals, Lighting&& lighting) {
     Float3 mask = evaluateMasking(inputs, readVarying<Float2>(*record, layout.uv), record->objectPosition,
                                   normals.objectNormal);
@@ -188,7 +193,7 @@ void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint*
     }
     MaterialTerms terms = lighting();
     Float3 ao(1.0f);
-    if (withAmbientOcclusion) {
+    if (aoStep == AmbientOcclusionStep::Applied) {
         float weight = 1.0f - minComponent(mask);
         ao = evaluateAmbientOcclusion(inputs, services, readVarying<Float2>(*record, layout.uv1),
                                       readVarying<Float4>(*record, layout.vtxcolor), terms.attenuationColor,
@@ -199,9 +204,9 @@ void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint*
 
 template <class Lighting>
 void shadeWithCommonInputs(const CommonMaterialInputs& inputs, const CommonTint* tint, const VaryingLayout& layout,
-                           bool withAmbientOcclusion, RenderServices* services, ShadingRecord* record,
+                           AmbientOcclusionStep aoStep, RenderServices* services, ShadingRecord* record,
                            Lighting&& lighting) {
-    shadeWithCommonInputs(inputs, tint, layout, withAmbientOcclusion, services, record, recordNormals(*record),
+    shadeWithCommonInputs(inputs, tint, layout, aoStep, services, record, recordNormals(*record),
                           static_cast<Lighting&&>(lighting));
 }
 

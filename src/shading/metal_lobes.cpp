@@ -2,7 +2,6 @@
 
 #include <cmath>
 
-#include "shading/ward_lobe.h"
 
 namespace ksi {
 
@@ -69,27 +68,6 @@ Float3 metalIndirectDiffuse(RenderServices* services, Float3 diffuse, Float3 pos
         g *= visibility;
     }
     return g * diffuse;
-}
-
-void sampleDiffuseWardMixture(RenderServices* services, ShadingRecord* record, const ShadingFrame& frame, Float3 wi,
-                              Float3 diffuse, Float3 specular, float alphaU, float alphaV, bool cosineUsesBump) {
-    float pd = 0.5f;
-    if (isZero(diffuse)) pd = 0.0f;
-    if (isZero(specular)) pd = 1.0f;
-    const WardMixtureSample sample = sampleWardMixture(services, wi, diffuse, specular, alphaU, alphaV, pd);
-    if (!sample.drawn) {
-        record->sampleLobe = kLobeNone;
-        return;
-    }
-    record->sampleDir = fromLocal(frame, sample.direction);
-    record->sampleCos = metalSampleCosine(*record, sample.direction, cosineUsesBump);
-    if (record->sampleCos >= 0.0f && sample.mixturePdf > 0.0f) {
-        record->sampleLobe = kLobeGlossyReflection;
-        record->samplePdf = 1.0f / sample.mixturePdf;
-        record->sampleWeight = sample.value;
-    } else {
-        record->sampleLobe = kLobeNone;
-    }
 }
 
 }  // namespace ksi

@@ -1,6 +1,11 @@
 // The local shading frame of the physically based materials: x along the tangent, y along the
 // bitangent, z along the normal. Each material assembles its own frame; the conversions are
 // shared.
+//
+// One view convention for every material: the view direction points into the surface, like the
+// record's rayDir. In world space it is I (rayDir itself), in a local frame wi = toLocal(frame,
+// rayDir), so a view from the front has wi.z < 0. Lobe functions written for the direction that
+// leaves the surface (the GGX functions) are called with -wi.
 #pragma once
 
 #include <cmath>

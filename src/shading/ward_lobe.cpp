@@ -5,7 +5,6 @@
 namespace ksi {
 
 namespace {
-constexpr float kInvPiLiteral = 0.3183099f;
 constexpr float kFourPi = 12.566372f;
 constexpr float kMinCos = 0.0001f;
 constexpr float kMinLobe = 0.000001f;
@@ -17,9 +16,11 @@ float wardExponential(Float3 h, float alphaX, float alphaY) {
     return std::exp(-(hx * hx + hy * hy) / (h.z * h.z));
 }
 
-// A roughness of zero (or NaN) has no glossy lobe: it would divide by zero. Such a lobe reflects
-// diffusely only and is never sampled; every positive roughness is unaffected.
-bool hasGlossyLobe(float alphaX, float alphaY) { return alphaX > 0.0f && alphaY > 0.0f; }
+// A roughness of exactly zero has no glossy lobe: it would divide by zero. Such a lobe reflects
+// diffusely only and is never sampled. Every other value, negative or not a number, enters the
+// formulas as it is: a pair of negative roughnesses gives the lobe of the positive pair, a single
+// negative one a glossy term of negative sign.
+bool hasGlossyLobe(float alphaX, float alphaY) { return alphaX != 0.0f && alphaY != 0.0f; }
 
 // 1 / (4 pi alphaX alphaY sqrt(cos_i cos_o)): the Ward normalisation.
 float wardNormalisation(Float3 I, Float3 L, float alphaX, float alphaY) {
@@ -44,7 +45,7 @@ WardSample sampleWardLobe(Float3 I, Float3 D, Float3 S, float alphaX, float alph
     const WardSample failed{Float3(0.0f), Float3(0.0f), -1.0f};
     if (!hasGlossyLobe(alphaX, alphaY)) return failed;
     // Azimuth of the half vector, stretched by the anisotropy.
-    float phi0 = 6.283185f * u.x;
+    float phi0 = kTwoPiLiteral * u.x;
     float s = std::sin(phi0), c = std::cos(phi0);
     float t = s * alphaY / (c * alphaX);
     float cos2Phi = std::fmin(1.0f, 1.0f / (t * t + 1.0f));
@@ -134,7 +135,7 @@ WardMixtureSample sampleWardMixture(RenderServices* services, Float3 I, Float3 D
     }
     if (!(pdf > 0.0f)) return result;
     // Density of the mixture: the Ward density and the cosine-weighted diffuse density z / pi.
-    result.mixturePdf = (1.0f - diffuseChance) * pdf + result.direction.z * diffuseChance * 0.3183099f;
+    result.mixturePdf = (1.0f - diffuseChance) * pdf + result.direction.z * diffuseChance * kInvPiLiteral;
     result.drawn = true;
     return result;
 }

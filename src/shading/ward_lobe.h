@@ -8,6 +8,10 @@
 
 namespace ksi {
 
+// A specular colour whose largest component is at or below this has no highlight worth a light
+// loop or a traced reflection.
+inline constexpr float kNegligibleSpecular = 0.00001f;
+
 struct WardSample {
     Float3 value;      // reflectance for the sampled direction
     Float3 direction;  // local; meaningless when pdf < 0

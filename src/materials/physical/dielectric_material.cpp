@@ -7,6 +7,7 @@
 #include "shading/bumps.h"
 #include "shading/light_fade.h"
 #include "shading/microfacet.h"
+#include "shading/scattering.h"
 #include "shading/shading_frame.h"
 
 namespace ksi {
@@ -32,7 +33,6 @@ constexpr auto kDeclarations = concatRows(
     commonTintRows<P>());
 
 constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
-constexpr float kTinyRefraction = 1e-6f;
 
 Float2 uvOf(const ShadingRecord& record) { return readVarying<Float2>(record, kVaryings.uv); }
 
@@ -49,7 +49,7 @@ Indices refractionIndices(const P& p, const ShadingRecord& record) {
 }
 
 float dielectricFresnel(const P& p, float c) {
-    return saturate(p.u_reflectance + (1.0f - p.u_reflectance) * std::pow(1.0f - clamp(c, 0.0f, 1.0f), 5.0f));
+    return saturate(powerBlend(c, 5.0f, p.u_reflectance, 1.0f));
 }
 
 float roughness(const P& p, const ShadingRecord& record) {
@@ -57,7 +57,13 @@ float roughness(const P& p, const ShadingRecord& record) {
     return lookupTexture(p.u_roughMap, transformUv(uvOf(record), p.u_roughTransform)).x * p.u_roughAmount;
 }
 
-// Beer-Lambert absorption over the path from p0 to p1, in base 10. A zero absorption channel
+// Beer-Lambert absorption in base 10 with coefficients k along a path: 10^(-k |path|).
+Float3 absorptionAlong(Float3 k, Float3 path) {
+    const float d = std::sqrt(dot(path, path));
+    return {std::pow(10.0f, -k.x * d), std::pow(10.0f, -k.y * d), std::pow(10.0f, -k.z * d)};
+}
+
+// The absorption over the path from p0 to p1 when the falloff is on. A zero absorption channel
 // with the transmittance map on absorbs nothing, rather than dividing by zero.
 Float3 dielectricAbsorption(const P& p, const ShadingRecord& record, Float3 p0, Float3 p1) {
     if (!p.u_falloffEnable) return Float3(1.0f);
@@ -70,9 +76,7 @@ Float3 dielectricAbsorption(const P& p, const ShadingRecord& record, Float3 p0, 
         k = {channel(t.x, p.u_absorptionCoef.x), channel(t.y, p.u_absorptionCoef.y),
              channel(t.z, p.u_absorptionCoef.z)};
     }
-    Float3 path = p0 - p1;
-    float d = std::sqrt(dot(path, path));
-    return {std::pow(10.0f, -k.x * d), std::pow(10.0f, -k.y * d), std::pow(10.0f, -k.z * d)};
+    return absorptionAlong(k, p0 - p1);
 }
 
 ShadingFrame buildDielectricFrame(const P& p, RenderServices* services, const ShadingRecord& record) {
@@ -95,14 +99,6 @@ ShadingFrame buildDielectricFrame(const P& p, RenderServices* services, const Sh
     return frame;
 }
 
-// Snell refraction of the world ray about N (k is 1 - sin^2 of the refracted angle); the zero
-// vector when the ray cannot leave (total internal reflection).
-Float3 refractedDirection(Float3 rayDir, Float3 N, float eta) {
-    float c = std::fabs(dot(N, rayDir));
-    float k = (c * c - 1.0f) * (eta * eta) + 1.0f;
-    if (!(k > kTinyRefraction)) return Float3(0.0f);
-    return (c * eta - std::sqrt(k)) * N + eta * rayDir;
-}
 }  // namespace
 
 void kestrel_Mtl_Dielectric::declareParameters(ShaderParamRegistry* registry) {
@@ -112,10 +108,10 @@ void kestrel_Mtl_Dielectric::declareParameters(ShaderParamRegistry* registry) {
 
 void kestrel_Mtl_Dielectric::shade(RenderServices* services, ShadingRecord* record) const {
     const P& p = params;
-    shadeWithCommonInputs(p.common, &p.tint, kVaryings, true, services, record, [&]() {
+    shadeWithCommonInputs(p.common, &p.tint, kVaryings, AmbientOcclusionStep::Applied, services, record, [&]() {
         const ShadingFrame frame = buildDielectricFrame(p, services, *record);
-        const Float3 wo = -toLocal(frame, record->rayDir);
-        const float F = dielectricFresnel(p, wo.z);
+        const Float3 wi = toLocal(frame, record->rayDir);
+        const float F = dielectricFresnel(p, -wi.z);
         const float a = roughness(p, *record);
         const Indices n = refractionIndices(p, *record);
         const bool front = record->frontFacing != 0;
@@ -127,7 +123,7 @@ void kestrel_Mtl_Dielectric::shade(RenderServices* services, ShadingRecord* reco
              light = light->next) {
             if (light->kind == kLightKindNoSpecular) continue;
             Float3 l = toLocal(frame, light->direction);
-            float f = F * ggxReflectance(wo, l, a) + (1.0f - F) * ggxTransmittance(wo, l, a, n.eta1, n.eta2);
+            float f = F * ggxReflectance(-wi, l, a) + (1.0f - F) * ggxTransmittance(-wi, l, a, n.eta1, n.eta2);
             float w = horizonWeight(light->direction, record->normal, light->specularScale);
             highlights += f * w * light->shadowedColor;
         }
@@ -168,11 +164,8 @@ void kestrel_Mtl_Dielectric::shadowTransmittance(RenderServices*, ShadingRecord*
     float F = dielectricFresnel(p, -dot(record->rayDir, record->normal));
     Float3 T = (1.0f - F) * p.u_refractColor;
     if (!record->frontFacing) {
-        // Inside the medium the shadow ray is absorbed along its whole segment.
-        Float3 path = record->rayOrigin - record->position;
-        float d = std::sqrt(dot(path, path));
-        T *= Float3(std::pow(10.0f, -(d * p.u_absorptionCoef.x)), std::pow(10.0f, -(d * p.u_absorptionCoef.y)),
-                    std::pow(10.0f, -(d * p.u_absorptionCoef.z)));
+        // Inside the medium the shadow ray is absorbed along its whole segment, falloff or not.
+        T *= absorptionAlong(p.u_absorptionCoef, record->rayOrigin - record->position);
     }
     record->outTransmittance = T;
 }
@@ -181,13 +174,13 @@ void kestrel_Mtl_Dielectric::evaluateBsdf(RenderServices* services, ShadingRecor
     const P& p = params;
     if (clippedAway(p.clip, record)) return;
     const ShadingFrame frame = buildDielectricFrame(p, services, *record);
-    const Float3 wo = -toLocal(frame, record->rayDir);
+    const Float3 wi = toLocal(frame, record->rayDir);
     const Float3 l = toLocal(frame, record->sampleDir);
-    const float F = dielectricFresnel(p, wo.z);
+    const float F = dielectricFresnel(p, -wi.z);
     const float r = roughness(p, *record);
     const float a = r * r;
     const Indices n = refractionIndices(p, *record);
-    float v = (1.0f - F) * ggxTransmittance(wo, l, a, n.eta1, n.eta2) + F * ggxReflectance(wo, l, a);
+    float v = (1.0f - F) * ggxTransmittance(-wi, l, a, n.eta1, n.eta2) + F * ggxReflectance(-wi, l, a);
     record->sampleWeight = Float3(v);
     record->sampleCos = std::fabs(l.z);
 }
@@ -195,16 +188,15 @@ void kestrel_Mtl_Dielectric::evaluateBsdf(RenderServices* services, ShadingRecor
 void kestrel_Mtl_Dielectric::sampleBsdf(RenderServices* services, ShadingRecord* record) const {
     const P& p = params;
     if (clippedAway(p.clip, record)) return;
-    const uint8_t* request = record->lobeRequest;
-    const bool reflectionAllowed = request[0] || request[1] || request[2];
-    const bool transmissionAllowed = request[3] || request[4] || request[5];
+    const bool reflectionAllowed = reflectionRequested(record->lobeRequest);
+    const bool transmissionAllowed = transmissionRequested(record->lobeRequest);
     if (!reflectionAllowed && !transmissionAllowed) {
         record->sampleLobe = kLobeNone;
         return;
     }
     const ShadingFrame frame = buildDielectricFrame(p, services, *record);
-    const Float3 wo = -toLocal(frame, record->rayDir);
-    const float F = dielectricFresnel(p, wo.z);
+    const Float3 wi = toLocal(frame, record->rayDir);
+    const float F = dielectricFresnel(p, -wi.z);
     const float r = roughness(p, *record);
     const float a = r * r;
     const Indices n = refractionIndices(p, *record);
@@ -217,10 +209,10 @@ void kestrel_Mtl_Dielectric::sampleBsdf(RenderServices* services, ShadingRecord*
         services->random2D(&u);
         // GGX distribution of visible-independent microfacet normals.
         float theta = std::atan(std::sqrt(a * u.x / (1.0f - u.x)));
-        float phi = 6.283185f * u.y;
+        float phi = kTwoPiLiteral * u.y;
         m = {std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta)};
     }
-    const float c = dot(m, wo);
+    const float c = -dot(m, wi);
     if (c < 0.0f) {
         record->sampleLobe = kLobeNone;
         return;
@@ -239,8 +231,8 @@ void kestrel_Mtl_Dielectric::sampleBsdf(RenderServices* services, ShadingRecord*
     }
     Float3 d;
     if (refract) {
-        float k = (c * c - 1.0f) * (n.eta * n.eta) + 1.0f;
-        if (k < 0.0f) {
+        const Refraction refraction = refractAcross(wi, m, n.eta);
+        if (refraction.k < 0.0f) {
             // Total internal reflection: only a reflection can leave.
             if (!reflectionAllowed) {
                 record->sampleLobe = kLobeNone;
@@ -249,10 +241,10 @@ void kestrel_Mtl_Dielectric::sampleBsdf(RenderServices* services, ShadingRecord*
             weight = Float3(1.0f);
             refract = false;
         } else {
-            d = normalize((c * n.eta - std::sqrt(k)) * m - n.eta * wo);
+            d = normalize(refraction.direction);
         }
     }
-    if (!refract) d = 2.0f * c * m - wo;
+    if (!refract) d = 2.0f * c * m + wi;
 
     record->sampleCos = 1.0f;
     record->samplePdf = 1.0f;
@@ -260,7 +252,7 @@ void kestrel_Mtl_Dielectric::sampleBsdf(RenderServices* services, ShadingRecord*
         record->sampleLobe = kLobeSpecularTransmission;
     } else {
         // Masking-shadowing over the sampled normal's weight, bounded against fireflies.
-        float w = ggxMasking(wo, m, a) * c * ggxMasking(d, m, a) / (m.z * wo.z);
+        float w = ggxMasking(-wi, m, a) * c * ggxMasking(d, m, a) / (m.z * -wi.z);
         weight *= clamp(w, 0.0f, 4.0f);
         record->sampleLobe = kLobeGlossyTransmission;
     }

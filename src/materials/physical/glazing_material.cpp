@@ -56,9 +56,9 @@ void kestrel_Mtl_Glazing::declareParameters(ShaderParamRegistry* registry) {
 
 void kestrel_Mtl_Glazing::shade(RenderServices* services, ShadingRecord* record) const {
     const P& p = params;
-    shadeWithCommonInputs(p.common, &p.tint, kVaryings, true, services, record, [&]() {
+    shadeWithCommonInputs(p.common, &p.tint, kVaryings, AmbientOcclusionStep::Applied, services, record, [&]() {
         const ShadingFrame frame = glazingFrame(*record);
-        const Float3 wo = -toLocal(frame, record->rayDir);
+        const Float3 wi = toLocal(frame, record->rayDir);
         const float prob = reflectProbability(p);
 
         Float3 highlights(0.0f);
@@ -66,7 +66,7 @@ void kestrel_Mtl_Glazing::shade(RenderServices* services, ShadingRecord* record)
              light = light->next) {
             if (light->kind == kLightKindNoSpecular) continue;
             Float3 l = toLocal(frame, light->direction);
-            float f = prob * ggxReflectance(wo, l, p.u_rough) + (1.0f - prob) * ggxTransmittance(wo, l, p.u_rough, 1.0f, 1.0f);
+            float f = prob * ggxReflectance(-wi, l, p.u_rough) + (1.0f - prob) * ggxTransmittance(-wi, l, p.u_rough, 1.0f, 1.0f);
             float s = horizonRamp(light->direction, record->normal);
             highlights += f * (3.0f - 2.0f * s) * (s * s) * light->specularScale * light->shadowedColor;
         }
@@ -101,10 +101,10 @@ void kestrel_Mtl_Glazing::evaluateBsdf(RenderServices*, ShadingRecord* record) c
     const P& p = params;
     if (clippedAway(p.clip, record)) return;
     const ShadingFrame frame = glazingFrame(*record);
-    const Float3 wo = -toLocal(frame, record->rayDir);
+    const Float3 wi = toLocal(frame, record->rayDir);
     const Float3 l = toLocal(frame, record->sampleDir);
     const float prob = reflectProbability(p);
-    float v = (1.0f - prob) * ggxTransmittance(wo, l, p.u_rough, 1.0f, 1.0f) + prob * ggxReflectance(wo, l, p.u_rough);
+    float v = (1.0f - prob) * ggxTransmittance(-wi, l, p.u_rough, 1.0f, 1.0f) + prob * ggxReflectance(-wi, l, p.u_rough);
     record->sampleWeight = Float3(v);
     record->sampleCos = std::fabs(l.z);
 }
@@ -112,9 +112,8 @@ void kestrel_Mtl_Glazing::evaluateBsdf(RenderServices*, ShadingRecord* record) c
 void kestrel_Mtl_Glazing::sampleBsdf(RenderServices* services, ShadingRecord* record) const {
     const P& p = params;
     if (clippedAway(p.clip, record)) return;
-    const uint8_t* request = record->lobeRequest;
-    const bool reflectionAllowed = request[0] || request[1] || request[2];
-    const bool transmissionAllowed = request[3] || request[4] || request[5];
+    const bool reflectionAllowed = reflectionRequested(record->lobeRequest);
+    const bool transmissionAllowed = transmissionRequested(record->lobeRequest);
     if (!reflectionAllowed && !transmissionAllowed) {
         record->sampleLobe = kLobeNone;
         return;

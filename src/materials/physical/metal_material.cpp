@@ -12,6 +12,7 @@
 #include "shading/shading_frame.h"
 #include "shading/smooth_ramp.h"
 #include "shading/ward_lobe.h"
+#include "shading/ward_sampling.h"
 
 namespace ksi {
 
@@ -53,7 +54,6 @@ constexpr auto kDeclarations = concatRows(
 constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 
 // Specular weights below this count as no specular lobe at all.
-constexpr float kSpecularEpsilon = 1e-5f;
 
 Float2 uvOf(const ShadingRecord& record) { return readVarying<Float2>(record, kVaryings.uv); }
 
@@ -156,7 +156,7 @@ LobeColours metalLobeWeights(const P& p, float patina, Float3 specular, float c)
         if (!p.u_patinaEnable) specular = diffuse * specular;
         diffuse = saturate3(k * diffuse);
     }
-    float F = r00 + (p.u_brdf90Reflectivity - r00) * std::pow(1.0f - clamp(c, 0.0f, 1.0f), p.u_brdfCurvePower);
+    float F = powerBlend(c, p.u_brdfCurvePower, r00, p.u_brdf90Reflectivity);
     return {(1.0f - F) * diffuse, F * specular, F};
 }
 
@@ -238,7 +238,7 @@ void kestrel_Mtl_Metal::declareParameters(ShaderParamRegistry* registry) {
 
 void kestrel_Mtl_Metal::shade(RenderServices* services, ShadingRecord* record) const {
     const P& p = params;
-    shadeWithCommonInputs(p.common, &p.tint, kVaryings, true, services, record, [&]() {
+    shadeWithCommonInputs(p.common, &p.tint, kVaryings, AmbientOcclusionStep::Applied, services, record, [&]() {
         MaterialTerms terms;
         const Float2 uv = uvOf(*record);
         const bool cutouts = p.u_cutoutsSwitcher > 0;
@@ -267,7 +267,7 @@ void kestrel_Mtl_Metal::shade(RenderServices* services, ShadingRecord* record) c
         Float3 wi = toLocal(frame, record->rayDir);
         LobeColours lobes = metalLobeWeights(p, patina, channels.reflectColor, -wi.z);
         const Float3 S = lobes.specular;
-        const bool specularActive = maxComponent(S) > kSpecularEpsilon;
+        const bool specularActive = maxComponent(S) > kNegligibleSpecular;
 
         bool flecks = false;
         float phi = 0.0f;
@@ -344,7 +344,7 @@ void kestrel_Mtl_Metal::evaluateBsdf(RenderServices* services, ShadingRecord* re
         return;
     }
     completeBsdfSetup(p, services, *record, s);
-    record->sampleCos = metalSampleCosine(*record, l, p.u_cosineUsesBump);
+    record->sampleCos = sampleCosine(record->sampleDir, record->normal, l, p.u_cosineUsesBump);
     if (record->sampleCos <= 0.0f) {
         record->sampleWeight = Float3(0.0f);
         record->sampleCos = 0.0f;
@@ -362,26 +362,14 @@ void kestrel_Mtl_Metal::sampleBsdf(RenderServices* services, ShadingRecord* reco
         return;
     }
     completeBsdfSetup(p, services, *record, s);
-    const Float3 D = s.lobes.diffuse;
-    if (!record->lobeRequest[0] && !record->lobeRequest[1]) {
-        // Only a specular-class sample is accepted: draw from the Ward lobe alone and report
-        // it without its diffuse share.
-        Float2 u;
-        services->random2D(&u);
-        WardSample sample = sampleWardLobe(s.wi, D, s.lobes.specular, s.alpha.u, s.alpha.v, u);
-        if (sample.pdf > 0.0f && sample.direction.z >= 0.0f) {
-            record->sampleDir = fromLocal(s.frame, sample.direction);
-            record->sampleCos = metalSampleCosine(*record, sample.direction, p.u_cosineUsesBump);
-            record->sampleLobe = kLobeSpecularReflection;
-            record->samplePdf = 1.0f / sample.pdf;
-            record->sampleWeight = sample.value - D * 0.3183099f;
-        } else {
-            record->sampleLobe = kLobeNone;
-        }
-        return;
+    const WardDrawInputs draw{s.frame, s.wi, s.lobes.diffuse, s.lobes.specular, s.alpha.u, s.alpha.v,
+                              record->normal, p.u_cosineUsesBump, NanDraw::Dropped};
+    if (!lobeRequested(record->lobeRequest, kLobeDiffuseReflection) &&
+        !lobeRequested(record->lobeRequest, kLobeGlossyReflection)) {
+        sampleGlossyOnly(services, record, draw);
+    } else {
+        sampleDiffuseGlossyMixture(services, record, draw, metalDiffuseChance(draw.diffuse, draw.specular));
     }
-    sampleDiffuseWardMixture(services, record, s.frame, s.wi, D, s.lobes.specular, s.alpha.u, s.alpha.v,
-                             p.u_cosineUsesBump);
 }
 
 }  // namespace ksi

@@ -9,6 +9,7 @@
 #include "shading/metal_lobes.h"
 #include "shading/shading_frame.h"
 #include "shading/ward_lobe.h"
+#include "shading/ward_sampling.h"
 
 namespace ksi {
 
@@ -52,7 +53,7 @@ PaintFrames buildPaintFrames(const P& p, RenderServices* services, const Shading
 }
 
 // Schlick-like falloff of the clear coat with the view cosine.
-float topcoatFresnel(float c) { return 0.7f * std::pow(1.0f - c, 5.0f) + 0.3f; }
+float topcoatFresnel(float c) { return powerBlend(c, 5.0f, 0.3f, 1.0f); }
 
 struct PaintLobes {
     Float3 diffuse;
@@ -61,9 +62,8 @@ struct PaintLobes {
 
 PaintLobes paintLobeWeights(const P& p, const ShadingRecord& record, Float3 wiBase, Float3 wiTop) {
     float t = 1.0f;
-    if (p.u_topcoatEnable) t = 1.0f - topcoatFresnel(clamp(-wiBase.z, 0.0f, 1.0f)) * p.u_baseHighlightSpread;
-    float F = p.u_base00Reflectivity + (p.u_base90Reflectivity - p.u_base00Reflectivity) *
-                                           std::pow(1.0f - clamp(-wiTop.z, 0.0f, 1.0f), p.u_baseCurvePower);
+    if (p.u_topcoatEnable) t = 1.0f - topcoatFresnel(-wiBase.z) * p.u_baseHighlightSpread;
+    float F = powerBlend(-wiTop.z, p.u_baseCurvePower, p.u_base00Reflectivity, p.u_base90Reflectivity);
     Float3 base = p.u_baseMapEnable
                       ? lookupTexture(p.u_baseMap, transformUv(readVarying<Float2>(record, kVaryings.uv), p.u_baseTransform)).xyz()
                       : p.u_baseColor.xyz();
@@ -89,7 +89,7 @@ void kestrel_Mtl_MetallicPaint::declareParameters(ShaderParamRegistry* registry)
 void kestrel_Mtl_MetallicPaint::shade(RenderServices* services, ShadingRecord* record) const {
     const P& p = params;
     const SurfaceNormals oriented = orientNormals(p, *record);
-    shadeWithCommonInputs(p.common, &p.tint, kVaryings, true, services, record, oriented, [&]() {
+    shadeWithCommonInputs(p.common, &p.tint, kVaryings, AmbientOcclusionStep::Applied, services, record, oriented, [&]() {
         MaterialTerms terms;
         PaintFrames frames = buildPaintFrames(p, services, *record, oriented.normal);
         const ShadingFrame& top = frames.topcoat;
@@ -97,7 +97,7 @@ void kestrel_Mtl_MetallicPaint::shade(RenderServices* services, ShadingRecord* r
         const Float3 wi = toLocal(top, record->rayDir);
         const PaintLobes lobes = paintLobeWeights(p, *record, wiBase, wi);
         const Float3 S = lobes.specular;
-        const bool specularActive = maxComponent(S) > 1e-5f;
+        const bool specularActive = maxComponent(S) > kNegligibleSpecular;
         const float r = p.u_baseRoughValue;
 
         bool fleckKnown = false;
@@ -183,8 +183,10 @@ void kestrel_Mtl_MetallicPaint::sampleBsdf(RenderServices* services, ShadingReco
     }
     // The topcoat takes its Fresnel share when the base coat may be sampled too, everything
     // when only a specular sample is accepted.
-    float f = topcoatFresnel(clamp(-wt.z, 0.0f, 1.0f));
-    float pc = record->lobeRequest[0] || record->lobeRequest[1] ? f : 1.0f;
+    float f = topcoatFresnel(-wt.z);
+    const bool baseAccepted = lobeRequested(record->lobeRequest, kLobeDiffuseReflection) ||
+                              lobeRequested(record->lobeRequest, kLobeGlossyReflection);
+    float pc = baseAccepted ? f : 1.0f;
     if (services->random() <= pc) {
         // Mirrored in the base frame, so the orange peel does not move the mirror direction.
         record->sampleDir = fromLocal(frames.base, Float3(wt.x, wt.y, -wt.z));
@@ -196,8 +198,9 @@ void kestrel_Mtl_MetallicPaint::sampleBsdf(RenderServices* services, ShadingReco
     }
     Float3 wi = toLocal(frames.topcoat, record->rayDir);
     PaintLobes lobes = paintLobeWeights(p, *record, wt, wi);
-    sampleDiffuseWardMixture(services, record, frames.topcoat, wi, lobes.diffuse, lobes.specular, p.u_baseRoughValue,
-                             p.u_baseRoughValue, true);
+    const WardDrawInputs draw{frames.topcoat, wi, lobes.diffuse, lobes.specular, p.u_baseRoughValue,
+                              p.u_baseRoughValue, record->normal, /*cosineUsesBump=*/true, NanDraw::Dropped};
+    sampleDiffuseGlossyMixture(services, record, draw, metalDiffuseChance(draw.diffuse, draw.specular));
 }
 
 }  // namespace ksi

@@ -17,7 +17,7 @@ constexpr auto kDeclarations =
 constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 24};
 
 // Schlick's curve from 0.92 at normal incidence to 1 at grazing.
-float mirrorFresnel(float c) { return 0.92f + (1.0f - 0.92f) * std::pow(1.0f - c, 5.0f); }
+float mirrorFresnel(float c) { return powerBlend(c, 5.0f, 0.92f, 1.0f); }
 }  // namespace
 
 void kestrel_Mtl_Mirror::declareParameters(ShaderParamRegistry* registry) {
@@ -25,10 +25,10 @@ void kestrel_Mtl_Mirror::declareParameters(ShaderParamRegistry* registry) {
 }
 
 void kestrel_Mtl_Mirror::shade(RenderServices* services, ShadingRecord* record) const {
-    shadeWithCommonInputs(params.common, &params.tint, kVaryings, false, services, record, [&]() {
+    shadeWithCommonInputs(params.common, &params.tint, kVaryings, AmbientOcclusionStep::Skipped, services, record, [&]() {
         const Float3& I = record->rayDir;
         const Float3& N = record->normal;
-        float F = mirrorFresnel(clamp(-dot(I, N), 0.0f, 1.0f));
+        float F = mirrorFresnel(-dot(I, N));
         Float3 R = reflectClampedToSurface(I, record->geomNormal, N);
         Float3 w = F * params.u_tintColor;
         Float3 seen;
@@ -50,7 +50,7 @@ void kestrel_Mtl_Mirror::sampleBsdf(RenderServices*, ShadingRecord* record) cons
     const Float3& N = record->normal;
     float cosine = -dot(I, N);
     // The weight carries 1 / cosine; a ray exactly along the surface has no mirror sample.
-    if (record->lobeRequest[2] == 0 || cosine == 0.0f) {
+    if (!lobeRequested(record->lobeRequest, kLobeSpecularReflection) || cosine == 0.0f) {
         record->sampleLobe = kLobeNone;
         return;
     }

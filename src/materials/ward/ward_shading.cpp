@@ -2,6 +2,8 @@
 
 #include <cmath>
 
+#include "shading/scattering.h"
+
 namespace ksi {
 
 float glossToRoughness(float g) {
@@ -32,8 +34,7 @@ float wardReflectivityAt(const WardParams& p, const ShadingRecord& record, const
     if (p.u_brdf90ReflectMapEnable) {
         r90 = wardMapAt(p.u_brdf90ReflectMap, p.u_brdf90ReflectTransform, record, layout).x * p.u_brdf90ReflectAmount;
     }
-    c = clamp(c, 0.0f, 1.0f);
-    return clamp(r0 + (r90 - r0) * std::pow(1.0f - c, p.u_brdfCurvePower), 0.0f, 1.0f);
+    return clamp(powerBlend(c, p.u_brdfCurvePower, r0, r90), 0.0f, 1.0f);
 }
 
 float wardTransparencyAmount(const WardParams& p, const ShadingRecord& record, const VaryingLayout& layout) {
@@ -123,10 +124,72 @@ LobeWeights wardLobeWeights(const WardParams& p, const ShadingRecord& record, co
     return W;
 }
 
+DirectLight wardFrontLights(RenderServices* services, const ShadingRecord& record, const WardShadeSetup& s) {
+    DirectLight direct;
+    const bool specularActive = maxComponent(s.weights.specular) > kNegligibleSpecular;
+    for (const LightSample* light = services->getLightSamples(0, &record.position, &s.Ns); light;
+         light = light->next) {
+        const Float3& colour = light->shadowedColor;
+        if (isZero(colour)) continue;
+        const float w = horizonWeight(light->direction, s.Ns, light->specularScale);
+        direct.diffuse += s.weights.diffuse * colour * w;
+        if (light->kind == kLightKindNoSpecular) continue;
+        const Float3 L = toLocal(s.frame, light->direction);
+        if (s.wi.z < 0.0f && L.z > 0.0f && specularActive) {
+            direct.specular += wardBrdf(s.wi, L, Float3(0.0f), s.weights.specular, s.alpha.x, s.alpha.y) * colour * w;
+        }
+    }
+    return direct;
+}
+
+void addWardBackLights(RenderServices* services, const ShadingRecord& record, const WardShadeSetup& s, Float3 Db,
+                       Float3& diffuse) {
+    for (const LightSample* light = services->getLightSamples(0, &record.position, &s.Nback); light;
+         light = light->next) {
+        if (!isZero(light->shadowedColor)) diffuse += Db * light->shadowedColor * light->specularScale;
+    }
+}
+
+Float3 wardReflection(const WardParams& p, RenderServices* services, const ShadingRecord& record,
+                      const WardShadeSetup& s) {
+    const Float3& S = s.weights.specular;
+    if (!s.front || !(maxComponent(S) > kNegligibleSpecular) || p.u_reflectionHighlightOnly) return Float3(0.0f);
+    Float3 R = reflectClampedToSurface(record.rayDir, record.geomNormal, s.frame.N);
+    Float3 seen;
+    services->traceGlossyReflection(&seen, &record.position, &R, p.u_reflectGlossyValue, maxComponent(S));
+    return seen * S;
+}
+
+Float3 wardRefraction(const WardParams& p, RenderServices* services, const ShadingRecord& record,
+                      const VaryingLayout& layout, const WardShadeSetup& s, Float3 Tw) {
+    if (!p.u_transparency || isZero(Tw)) return Float3(0.0f);
+    const float eta = s.front ? record.outsideIorEntering / p.u_ior : p.u_ior / record.outsideIorLeaving;
+    const Refraction refraction = refractAcross(record.rayDir, s.Ns, eta);
+    // Light trapped inside reflects totally.
+    const bool totallyReflecting =
+        !s.front && (refraction.k <= kTotalReflectionLimit || isZero(refraction.direction));
+    Float3 direction = totallyReflecting ? reflectClampedToSurface(record.rayDir, record.geomNormal, s.Ns)
+                                         : refraction.direction;
+    if (isZero(direction)) return Float3(0.0f);
+    float gloss = p.u_refractGlossyValue;
+    if (p.u_refractGlossyMapEnable) {
+        gloss = glossyCurve(wardMapAt(p.u_refractGlossyMap, p.u_refractGlossyTransform, record, layout).x *
+                            p.u_refractGlossyAmount);
+    }
+    Float3 seen;
+    services->traceGlossyTransmission(&seen, &record.position, &direction, gloss, maxComponent(Tw));
+    return seen * Tw;
+}
+
+Float3 wardAdditional(const WardParams& p, const ShadingRecord& record, const VaryingLayout& layout) {
+    if (!p.u_additionalMapEnable) return p.u_additionalColor;
+    return p.u_additionalColor * p.u_additionalAmount *
+           saturate3(wardMapAt(p.u_additionalMap, p.u_additionalMapTransform, record, layout).xyz());
+}
+
 bool sampleWardRefraction(const WardParams& p, RenderServices* services, ShadingRecord* record,
                           const LobeWeights& W, float c) {
     const VaryingLayout& layout = kTangentMaterialVaryings;
-    const uint8_t* request = record->lobeRequest;
     float eta;
     if (record->frontFacing) {
         eta = record->outsideIorEntering / p.u_ior;
@@ -134,28 +197,27 @@ bool sampleWardRefraction(const WardParams& p, RenderServices* services, Shading
     } else {
         eta = p.u_ior / record->outsideIorLeaving;
     }
+    const bool specularReflection = lobeRequested(record->lobeRequest, kLobeSpecularReflection);
+    const bool specularTransmission = lobeRequested(record->lobeRequest, kLobeSpecularTransmission);
     bool refract = false;
-    if (!request[2]) {
-        if (request[5]) {
+    if (!specularReflection) {
+        if (specularTransmission) {
             record->sampleWeight = Float3(1.0f - wardReflectivityAt(p, *record, layout, c));
             refract = true;
         }
-    } else if (request[5]) {
+    } else if (specularTransmission) {
         record->sampleWeight = Float3(1.0f);
         refract = services->random() > wardReflectivityAt(p, *record, layout, c);
     }
     if (!refract) return false;
-    const Float3 wI = record->rayDir;
+    const Float3 I = record->rayDir;
     const Float3 N = record->normal;
-    float cn = std::fabs(dot(N, wI));
-    float k = (cn * cn - 1.0f) * (eta * eta) + 1.0f;
-    Float3 T(0.0f);
-    if (k > 0.000001f) T = (cn * eta - std::sqrt(k)) * N + eta * wI;
+    const Float3 T = refractedDirection(I, N, eta);
     record->sampleDir = T;
     record->sampleLobe = kLobeSpecularTransmission;
     if (isZero(T)) {
         // Total internal reflection.
-        record->sampleDir = wI - 2.0f * dot(N, wI) * N;
+        record->sampleDir = reflect(I, N);
         record->sampleCos = dot(record->sampleDir, N);
         record->sampleWeight *= W.diffuse;
         record->sampleLobe = kLobeSpecularReflection;

@@ -20,6 +20,7 @@
 #include "shading/metal_lobes.h"
 #include "materials/ward/ward_frame.h"
 #include "shading/ward_lobe.h"
+#include "shading/ward_sampling.h"
 #include "materials/ward/ward_material.h"
 
 namespace ksi {
@@ -110,141 +111,150 @@ LobeWeights computeLobeWeights(const WardParams& p, const Maps& maps, RenderServ
     return wardLobeWeights(p, record, maps.layout(), S, D, front, transmissionView, cosine);
 }
 
-// The cosine that goes with a sampled or evaluated direction: local z when the bumped frame is
-// to be used, otherwise against the surface normal.
-inline float wardSampleCosine(const WardParams& p, Float3 sampleDir, Float3 normal, Float3 local) {
-    return p.u_cosineUsesBump ? local.z : dot(sampleDir, normal);
+// ---------------------------------------------------------------------------------------------
+// shade, in steps. Local vectors follow the library's convention: the view direction wi points
+// into the surface, like the record's rayDir (I in world space).
+
+// What lies behind a decal's extent or a cutout's open part. A cutout kappa below 1 traces what
+// shows through its open share; at 0 nothing else is left to shade.
+struct WardCutout {
+    float kappa = 1.0f;
+    Float3 passThrough{0.0f, 0.0f, 0.0f};
+};
+
+// Terms that show only what lies behind the surface.
+inline MaterialTerms seenThrough(Float3 behind) {
+    MaterialTerms terms;
+    terms.added = behind;
+    terms.attenuationColor = Float3(1.0f);
+    return terms;
 }
 
-// ---------------------------------------------------------------------------------------------
-// The slots.
+// The decal's extent and the cutout map: true (with the terms to return) when the surface is
+// absent here, otherwise the cutout share to apply to every term.
+template <class Maps>
+bool wardAbsentHere(const WardParams& p, const Maps& maps, RenderServices* services, const ShadingRecord& record,
+                    WardCutout& cutout, MaterialTerms& terms) {
+    if (!Maps::kEarlierRevision && outsideDecal(p, record, maps.layout())) {
+        Float4 behind;
+        services->traceTransmission(&behind, &record.position, &record.rayDir, 1.0f);
+        terms = seenThrough(behind.xyz());
+        return true;
+    }
+    if (!p.u_cutoutMapEnable) return false;
+    cutout.kappa = maps.cutout(p, services, record);
+    if (cutout.kappa != 1.0f) {
+        Float4 behind;
+        services->traceTransmission(&behind, &record.position, &record.rayDir, 1.0f - cutout.kappa);
+        cutout.passThrough = behind.xyz();
+    }
+    if (cutout.kappa != 0.0f) return false;
+    terms = seenThrough(cutout.passThrough);
+    return true;
+}
+
+// Everything the lighting steps of shade share.
+struct WardShadeSetup {
+    ShadingFrame frame;  // the BSDF frame, its normal turned towards the view
+    Float3 wi;           // local view direction
+    WardRoughness alpha;
+    LobeWeights weights;
+    Float3 Ns;     // the normal lights and gathers use
+    Float3 Nback;  // the normal the back side is lit around
+    bool front;
+};
+
+template <class Maps>
+WardShadeSetup wardShadeSetup(const WardParams& p, const Maps& maps, RenderServices* services,
+                              const ShadingRecord& record, const WardSurface& surface) {
+    const WardFrames frames = assembleShadingFrame(p, maps, surface.normal, services, record);
+    WardShadeSetup s;
+    s.frame = frames.bsdf;
+    s.frame.N = correctShadingNormal(-record.rayDir, surface.normal, s.frame.N);
+    orthonormalize(s.frame);
+    s.wi = toLocal(s.frame, record.rayDir);
+    s.alpha = computeWardRoughness(p, record, maps.layout());
+    s.weights = computeLobeWeights(p, maps, services, record, true, false, -s.wi.z);
+    s.Ns = p.u_normal1AsShadingNormal ? s.frame.N : frames.lighting.N;
+    // The earlier revision lights the back side around the reversed normal.
+    s.Nback = Maps::kEarlierRevision ? -s.Ns : s.Ns;
+    s.front = surface.front;
+    return s;
+}
+
+// Diffuse and Ward highlights from the host's lights on the front side.
+struct DirectLight {
+    Float3 diffuse{0.0f, 0.0f, 0.0f};
+    Float3 specular{0.0f, 0.0f, 0.0f};
+};
+DirectLight wardFrontLights(RenderServices* services, const ShadingRecord& record, const WardShadeSetup& s);
+
+// Lit from behind: translucency lets the lights through without a cosine. Adds to the running
+// diffuse sum, light by light, after the front lights.
+void addWardBackLights(RenderServices* services, const ShadingRecord& record, const WardShadeSetup& s, Float3 Db,
+                       Float3& diffuse);
+
+// The traced glossy reflection of the front side, unless only highlights are wanted.
+Float3 wardReflection(const WardParams& p, RenderServices* services, const ShadingRecord& record,
+                      const WardShadeSetup& s);
+
+// Light through the surface: refracted (or, trapped inside, totally reflected) and traced glossy.
+Float3 wardRefraction(const WardParams& p, RenderServices* services, const ShadingRecord& record,
+                      const VaryingLayout& layout, const WardShadeSetup& s, Float3 Tw);
+
+// The additional colour, mapped when its map is on.
+Float3 wardAdditional(const WardParams& p, const ShadingRecord& record, const VaryingLayout& layout);
 
 template <class Maps>
 void wardShade(const WardParams& p, const Maps& maps, RenderServices* services, ShadingRecord* record) {
-    constexpr bool kEarlier = Maps::kEarlierRevision;
-    constexpr float kSpecularEpsilon = 0.00001f;
     const WardSurface surface = wardSurface<Maps>(*record);
     const VaryingLayout& layout = maps.layout();
     const SurfaceNormals normals{surface.normal, record->geomNormal, record->objectNormal};
-    shadeWithCommonInputs(p.common, kEarlier ? nullptr : &p.tint, layout, true, services, record, normals, [&]() {
+    const CommonTint* tint = Maps::kEarlierRevision ? nullptr : &p.tint;
+    shadeWithCommonInputs(p.common, tint, layout, AmbientOcclusionStep::Applied, services, record, normals, [&]() {
+        WardCutout cutout;
         MaterialTerms terms;
-        const Float3 I = record->rayDir;
-        const Float3 Pos = record->position;
-        const bool front = surface.front;
-        if (!kEarlier && outsideDecal(p, *record, layout)) {
-            Float4 behind;
-            services->traceTransmission(&behind, &Pos, &I, 1.0f);
-            terms.added = behind.xyz();
-            terms.attenuationColor = Float3(1.0f);
-            return terms;
-        }
-        float kappa = 1.0f;
-        Float3 passThrough(0.0f);
-        if (p.u_cutoutMapEnable) {
-            kappa = maps.cutout(p, services, *record);
-            if (kappa != 1.0f) {
-                Float4 behind;
-                services->traceTransmission(&behind, &Pos, &I, 1.0f - kappa);
-                passThrough = behind.xyz();
-            }
-            if (kappa == 0.0f) {
-                terms.added = passThrough;
-                terms.attenuationColor = Float3(1.0f);
-                return terms;
-            }
-        }
+        if (wardAbsentHere(p, maps, services, *record, cutout, terms)) return terms;
 
-        WardFrames frames = assembleShadingFrame(p, maps, surface.normal, services, *record);
-        ShadingFrame F = frames.bsdf;
-        F.N = correctShadingNormal(-I, surface.normal, F.N);
-        orthonormalize(F);
-        const Float3 Il = toLocal(F, I);
-        const WardRoughness alpha = computeWardRoughness(p, *record, layout);
-        const LobeWeights W = computeLobeWeights(p, maps, services, *record, true, false, -Il.z);
-        const Float3 Ns = p.u_normal1AsShadingNormal ? F.N : frames.lighting.N;
-        // The earlier revision lights the back side around the reversed normal.
-        const Float3 Nback = kEarlier ? -Ns : Ns;
-
-        // Refraction geometry, and whether light trapped inside reflects totally.
-        float eta = 1.0f;
-        if (p.u_transparency) eta = front ? record->outsideIorEntering / p.u_ior : p.u_ior / record->outsideIorLeaving;
-        const float cn = std::fabs(dot(Ns, I));
-        const float k = (cn * cn - 1.0f) * (eta * eta) + 1.0f;
-        const Float3 refracted = (cn * eta - std::sqrt(k)) * Ns + eta * I;
-        const bool totallyReflecting = !front && p.u_transparency && (k <= 0.000001f || isZero(refracted));
-
-        Float3 Ld(0.0f), Ls(0.0f), Li(0.0f), Lr(0.0f), Lt(0.0f), La(0.0f);
-        const LightSample* lights = services->getLightSamples(0, &Pos, &Ns);
-        for (const LightSample* light = lights; light; light = light->next) {
-            const Float3& colour = light->shadowedColor;
-            if (isZero(colour)) continue;
-            float w = horizonWeight(light->direction, Ns, light->specularScale);
-            Ld += W.diffuse * colour * w;
-            if (light->kind == kLightKindNoSpecular) continue;
-            Float3 L = toLocal(F, light->direction);
-            if (Il.z < 0.0f && L.z > 0.0f && maxComponent(W.specular) > kSpecularEpsilon) {
-                Ls += wardBrdf(Il, L, Float3(0.0f), W.specular, alpha.x, alpha.y) * colour * w;
-            }
-        }
+        const WardShadeSetup s = wardShadeSetup(p, maps, services, *record, surface);
+        DirectLight direct = wardFrontLights(services, *record, s);
         LobeWeights back;
         Float3 Db(0.0f);
-        if (!front) {
-            // Lit from behind: translucency lets the lights through without a cosine.
-            back = computeLobeWeights(p, maps, services, *record, false, false, -Il.z);
+        if (!s.front) {
+            back = computeLobeWeights(p, maps, services, *record, false, false, -s.wi.z);
             Db = back.diffuse * back.transmissionTint;
-            for (const LightSample* light = services->getLightSamples(0, &Pos, &Nback); light; light = light->next) {
-                if (!isZero(light->shadowedColor)) Ld += Db * light->shadowedColor * light->specularScale;
-            }
+            addWardBackLights(services, *record, s, Db, direct.diffuse);
         }
-        Li += metalIndirectDiffuse(services, W.diffuse, record->position, Ns, p.LatticeAODisable);
-        if (!front) Li += metalIndirectDiffuse(services, Db, record->position, Nback, p.LatticeAODisable);
-
-        if (front && maxComponent(W.specular) > kSpecularEpsilon && !p.u_reflectionHighlightOnly) {
-            Float3 R = reflectClampedToSurface(I, record->geomNormal, F.N);
-            Float3 seen;
-            services->traceGlossyReflection(&seen, &Pos, &R, p.u_reflectGlossyValue, maxComponent(W.specular));
-            Lr = seen * W.specular;
-        }
-
-        const Float3 Tw = front ? W.transmission : back.transmission;
-        terms.attenuationColor = Tw;
-        if (p.u_transparency && !isZero(Tw)) {
-            Float3 direction = totallyReflecting ? reflectClampedToSurface(I, record->geomNormal, Ns) : refracted;
-            if (!isZero(direction)) {
-                float gloss = p.u_refractGlossyValue;
-                if (p.u_refractGlossyMapEnable) {
-                    gloss = glossyCurve(wardMapAt(p.u_refractGlossyMap, p.u_refractGlossyTransform, *record, layout).x *
-                                        p.u_refractGlossyAmount);
-                }
-                Float3 seen;
-                services->traceGlossyTransmission(&seen, &Pos, &direction, gloss, maxComponent(Tw));
-                Lt = seen * Tw;
-            }
-        }
-
-        La = p.u_additionalColor;
-        if (p.u_additionalMapEnable) {
-            La = p.u_additionalColor * p.u_additionalAmount *
-                 saturate3(wardMapAt(p.u_additionalMap, p.u_additionalMapTransform, *record, layout).xyz());
-        }
+        Float3 indirect(0.0f);
+        indirect += metalIndirectDiffuse(services, s.weights.diffuse, record->position, s.Ns, p.LatticeAODisable);
+        if (!s.front) indirect += metalIndirectDiffuse(services, Db, record->position, s.Nback, p.LatticeAODisable);
+        const Float3 Tw = s.front ? s.weights.transmission : back.transmission;
+        Float3 reflection = wardReflection(p, services, *record, s);
+        Float3 refraction = wardRefraction(p, services, *record, layout, s, Tw);
+        Float3 additional = wardAdditional(p, *record, layout);
         if (p.u_cutoutMapEnable) {
-            Ld *= kappa;
-            Ls *= kappa;
-            Li *= kappa;
-            Lr *= kappa;
-            La *= kappa;
-            Lt = kappa * Lt + (1.0f - kappa) * passThrough;
+            const float kappa = cutout.kappa;
+            direct.diffuse *= kappa;
+            direct.specular *= kappa;
+            indirect *= kappa;
+            reflection *= kappa;
+            additional *= kappa;
+            refraction = kappa * refraction + (1.0f - kappa) * cutout.passThrough;
         }
         // Added in the order diffuse, specular, (ambient through the AO step), reflection,
         // refraction, additional.
-        terms.added = Ld + Ls;
-        terms.ambient = Li;
-        terms.trailing[0] = Lr;
-        terms.trailing[1] = Lt;
-        terms.trailing[2] = La;
+        terms.attenuationColor = Tw;
+        terms.added = direct.diffuse + direct.specular;
+        terms.ambient = indirect;
+        terms.trailing[0] = reflection;
+        terms.trailing[1] = refraction;
+        terms.trailing[2] = additional;
         return terms;
     });
 }
+
+// ---------------------------------------------------------------------------------------------
+// The other slots.
 
 template <class Maps>
 void wardShadowTransmittance(const WardParams& p, const Maps& maps, RenderServices* services, ShadingRecord* record) {
@@ -281,28 +291,25 @@ bool wardSampleGatedAway(const WardParams& p, const Maps& maps, ShadingRecord* r
     return false;
 }
 
+inline void writeNoReflectance(ShadingRecord* record) {
+    record->sampleWeight = Float3(0.0f);
+    record->sampleCos = 0.0f;
+}
+
 // Sampling and evaluation work in the BSDF frame as assembled (no view correction).
 template <class Maps>
 void wardEvaluateBsdf(const WardParams& p, const Maps& maps, RenderServices* services, ShadingRecord* record) {
     if (wardSampleGatedAway(p, maps, record)) return;
     const WardSurface surface = wardSurface<Maps>(*record);
     const ShadingFrame F = assembleShadingFrame(p, maps, surface.normal, services, *record).bsdf;
-    const Float3 I = toLocal(F, record->rayDir);
+    const Float3 wi = toLocal(F, record->rayDir);
     const Float3 L = toLocal(F, record->sampleDir);
-    if (L.z <= 0.0f || I.z >= 0.0f) {
-        record->sampleWeight = Float3(0.0f);
-        record->sampleCos = 0.0f;
-        return;
-    }
+    if (L.z <= 0.0f || wi.z >= 0.0f) return writeNoReflectance(record);
     const WardRoughness alpha = computeWardRoughness(p, *record, maps.layout());
-    const LobeWeights W = computeLobeWeights(p, maps, services, *record, true, false, -I.z);
-    record->sampleCos = wardSampleCosine(p, record->sampleDir, surface.normal, L);
-    if (record->sampleCos <= 0.0f) {
-        record->sampleWeight = Float3(0.0f);
-        record->sampleCos = 0.0f;
-        return;
-    }
-    record->sampleWeight = wardBrdf(I, L, W.diffuse, W.specular, alpha.x, alpha.y);
+    const LobeWeights W = computeLobeWeights(p, maps, services, *record, true, false, -wi.z);
+    record->sampleCos = sampleCosine(record->sampleDir, surface.normal, L, p.u_cosineUsesBump);
+    if (record->sampleCos <= 0.0f) return writeNoReflectance(record);
+    record->sampleWeight = wardBrdf(wi, L, W.diffuse, W.specular, alpha.x, alpha.y);
 }
 
 // The specular refraction branch of sampleBsdf (current revision only); true when it drew the
@@ -312,63 +319,28 @@ bool sampleWardRefraction(const WardParams& p, RenderServices* services, Shading
 
 template <class Maps>
 void wardSampleBsdf(const WardParams& p, const Maps& maps, RenderServices* services, ShadingRecord* record) {
-    constexpr bool kEarlier = Maps::kEarlierRevision;
-    constexpr float kInvPiLiteral = 0.3183099f;
     if (wardSampleGatedAway(p, maps, record)) return;
     const WardSurface surface = wardSurface<Maps>(*record);
     const ShadingFrame F = assembleShadingFrame(p, maps, surface.normal, services, *record).bsdf;
-    const Float3 I = toLocal(F, record->rayDir);
-    if (I.z >= 0.0f) {
+    const Float3 wi = toLocal(F, record->rayDir);
+    if (wi.z >= 0.0f) {
         record->sampleLobe = kLobeNone;
         return;
     }
     const WardRoughness alpha = computeWardRoughness(p, *record, maps.layout());
-    const float c = -I.z;
+    const float c = -wi.z;
     const LobeWeights W = computeLobeWeights(p, maps, services, *record, true, false, c);
-    const uint8_t* request = record->lobeRequest;
-
-    if constexpr (!kEarlier) {
+    if constexpr (!Maps::kEarlierRevision) {
         if (p.u_transparency && sampleWardRefraction(p, services, record, W, c)) return;
     }
-
-    if (!request[0] && !request[1]) {
-        // Glossy only: the diffuse part is removed from the weight.
-        Float2 u;
-        services->random2D(&u);
-        WardSample sample = sampleWardLobe(I, W.diffuse, W.specular, alpha.x, alpha.y, u);
-        if (sample.pdf <= 0.0f || sample.direction.z < 0.0f) {
-            record->sampleLobe = kLobeNone;
-            return;
-        }
-        record->sampleDir = fromLocal(F, sample.direction);
-        record->sampleCos = wardSampleCosine(p, record->sampleDir, surface.normal, sample.direction);
-        record->sampleLobe = kLobeSpecularReflection;
-        record->samplePdf = 1.0f / sample.pdf;
-        record->sampleWeight = sample.value - W.diffuse * kInvPiLiteral;
-        return;
+    const WardDrawInputs draw{F,        wi, W.diffuse, W.specular, alpha.x, alpha.y, surface.normal,
+                              p.u_cosineUsesBump, NanDraw::Stands};
+    if (!lobeRequested(record->lobeRequest, kLobeDiffuseReflection) &&
+        !lobeRequested(record->lobeRequest, kLobeGlossyReflection)) {
+        sampleGlossyOnly(services, record, draw);
+    } else {
+        sampleDiffuseGlossyMixture(services, record, draw, wardDiffuseChance(W.diffuse, W.specular));
     }
-
-    // Diffuse and glossy mixture.
-    float q = 0.5f;
-    if (maxComponent(W.diffuse) == 0.0f) {
-        q = 0.0f;
-    } else if (maxComponent(W.specular) == 0.0f) {
-        q = 1.0f;
-    }
-    const WardMixtureSample sample = sampleWardMixture(services, I, W.diffuse, W.specular, alpha.x, alpha.y, q);
-    if (!sample.drawn) {
-        record->sampleLobe = kLobeNone;
-        return;
-    }
-    record->sampleDir = fromLocal(F, sample.direction);
-    record->sampleCos = wardSampleCosine(p, record->sampleDir, surface.normal, sample.direction);
-    if (record->sampleCos < 0.0f || sample.mixturePdf <= 0.0f) {
-        record->sampleLobe = kLobeNone;
-        return;
-    }
-    record->sampleLobe = kLobeGlossyReflection;
-    record->samplePdf = 1.0f / sample.mixturePdf;
-    record->sampleWeight = sample.value;
 }
 
 }  // namespace ksi
