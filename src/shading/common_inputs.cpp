@@ -145,6 +145,13 @@ Float4 blendWithTransmission(RenderServices* services, const ShadingRecord& reco
     return Float4(lerp3(color.xyz(), behind.xyz(), mask), behind.w);
 }
 
+Float3 seenThroughOpening(RenderServices* services, const ShadingRecord& record, float kappa) {
+    if (kappa == 1.0f) return Float3(0.0f);
+    Float4 behind;
+    services->traceTransmission(&behind, &record.position, &record.rayDir, 1.0f - kappa);
+    return behind.xyz();
+}
+
 void finishMaterialShade(RenderServices* services, ShadingRecord* record, Float3 mask, const MaterialTerms& terms,
                          Float3 ao, const CommonTint* tint) {
     Float3 sum = terms.added + terms.ambient * ao;

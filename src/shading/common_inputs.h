@@ -149,6 +149,10 @@ Float3 reflectClampedToSurface(Float3 rayDirection, Float3 geometricNormal, Floa
 // colour as it is.
 Float4 blendWithTransmission(RenderServices* services, const ShadingRecord& record, Float3 mask, Float4 color);
 
+// What shows through a cutout's open share 1 - kappa, traced straight through the surface; a
+// closed cutout (kappa exactly 1) traces nothing and shows black.
+Float3 seenThroughOpening(RenderServices* services, const ShadingRecord& record, float kappa);
+
 // What a material's lighting step hands back to the shade sequence.
 struct MaterialTerms {
     Float3 added{0.0f, 0.0f, 0.0f};             // sum of the terms that are simply added

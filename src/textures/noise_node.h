@@ -36,8 +36,8 @@ inline constexpr std::array kNoiseTrailingMembers{
     KS_NODE_MEMBER(NoiseParams, phase, "_phase"),
 };
 
-// Full octaves beyond this many add less than a float's precision to the sum; the cap keeps a
-// huge level count from stalling the shader.
+// Full octaves beyond this many add less than a float's precision to the sum: the cap binds only
+// for an absurd level count, and keeps a garbage value from hanging a render.
 inline constexpr float kMaxNoiseOctaves = 64.0f;
 
 // The scalar noise value before the threshold remap.

@@ -40,17 +40,18 @@ bool wrapCoordinate(float& x, bool repeat) {
     }
     return true;
 }
-}  // namespace
+// A brick's size in uv, after the row and column edits; e is the row change that the brick
+// identifier folds in.
+struct BrickCell {
+    float width, height, e;
+};
 
-BrickCoverage brickPattern(const TileParams& node, RenderServices* services, float u, float v) {
-    const float hg = node.horizontalGap, vg = node.verticalGap;
-    float cw = 1.0f / (node.horizontalCount + hg);
-    float rh = 1.0f / (node.verticalCount + vg);
-    float e = 0.0f;
-
+BrickCell editedCell(const TileParams& node, float u, float v) {
+    BrickCell cell{1.0f / (node.horizontalCount + node.horizontalGap), 1.0f / (node.verticalCount + node.verticalGap),
+                   0.0f};
     // Row and column of the plain grid, counted from one, choose which cells are edited.
-    const float r1 = std::floor(v / rh) + 1.0f;
-    const float c1 = std::floor(u / cw) + 1.0f;
+    const float r1 = std::floor(v / cell.height) + 1.0f;
+    const float c1 = std::floor(u / cell.width) + 1.0f;
     const float rowMod = cellModulo(r1, node.perRow);
     const float colMod = cellModulo(c1, node.perColumn);
     const bool rowOk = node.perRow == 1 || r1 != 1.0f;
@@ -59,12 +60,42 @@ BrickCoverage brickPattern(const TileParams& node, RenderServices* services, flo
     const bool rowPasses = rowEdit == 0 || (rowEdit == 1 && rowMod == 0.0f && rowOk);
     const bool columnPasses = columnEdit == 0 || (columnEdit == 1 && colMod == 0.0f && colOk);
     if (rowPasses && columnPasses) {
-        if (rowEdit == 1) cw = cw * node.changeRow;
+        if (rowEdit == 1) cell.width = cell.width * node.changeRow;
         if (columnEdit == 1) {
-            rh = rh * node.changeColumn;
-            e = node.changeRow;
+            cell.height = cell.height * node.changeColumn;
+            cell.e = node.changeRow;
         }
     }
+    return cell;
+}
+
+// The brick's identifier for the host noise; the brick that wraps past the end of the row shares
+// the identifier of the first.
+float brickId(const TileParams& node, const BrickCell& cell, float col, float row) {
+    const float perRowWidth = 1.0f / cell.width;
+    float t = std::trunc(col) == std::trunc(perRowWidth) ? 0.0f : col;
+    if (cell.e > 0.0f && 1.0f - cell.e != 0.0f) {
+        t = (t + perRowWidth) * (1.0f - cell.e);
+    } else {
+        t = t + perRowWidth;
+    }
+    return t * (row + 1.0f) + static_cast<float>(node.randomSeed) + 0.5f;
+}
+
+// Holes: every brick at 100, otherwise those whose noise draw passes the threshold.
+bool brickIsHole(const TileParams& node, RenderServices* services, float id) {
+    if (node.holes <= 0) return false;
+    if (node.holes == 100) return true;
+    float sigma = 2.0f * noise1(services, id) - 1.0f;
+    if (sigma < 0.0f) sigma = sigma * sigma;
+    const float tau = 1.0f / (static_cast<float>(node.holes) + 1.0f);
+    return sigma > tau || sigma / tau == 1.0f;
+}
+}  // namespace
+
+BrickCoverage brickPattern(const TileParams& node, RenderServices* services, float u, float v) {
+    const BrickCell cell = editedCell(node, u, v);
+    const float cw = cell.width, rh = cell.height;
 
     // Jittered edges: the coordinates move by up to k along host noise at 17 cells per brick.
     const float k = node.edgeRoughness * 0.001f;
@@ -73,7 +104,6 @@ BrickCoverage brickPattern(const TileParams& node, RenderServices* services, flo
 
     float w = std::fabs(std::trunc(vE)) + std::fabs(std::trunc(uE));
     if (!(w > 1e-7f)) w = 1e-7f;
-    const float wu = w / cw, wv = w / rh;
 
     const float y = vE / rh;
     const float row = std::floor(y);
@@ -86,29 +116,9 @@ BrickCoverage brickPattern(const TileParams& node, RenderServices* services, flo
     const float col = std::floor(x);
     const float fx = x - col;
 
-    const float gu = hg / cw, gv = vg / rh;
-    float m = filteredPulse(fx, gu, wu) * filteredPulse(fy, gv, wv);
-
-    // The brick that wraps past the end of the row shares the identifier of the first.
-    const float perRowWidth = 1.0f / cw;
-    float t = std::trunc(col) == std::trunc(perRowWidth) ? 0.0f : col;
-    if (e > 0.0f && 1.0f - e != 0.0f) {
-        t = (t + perRowWidth) * (1.0f - e);
-    } else {
-        t = t + perRowWidth;
-    }
-    const float id = t * (row + 1.0f) + static_cast<float>(node.randomSeed) + 0.5f;
-
-    if (node.holes > 0) {
-        if (node.holes == 100) {
-            m = 0.0f;
-        } else {
-            float sigma = 2.0f * noise1(services, id) - 1.0f;
-            if (sigma < 0.0f) sigma = sigma * sigma;
-            const float tau = 1.0f / (static_cast<float>(node.holes) + 1.0f);
-            if (sigma > tau || sigma / tau == 1.0f) m = 0.0f;
-        }
-    }
+    float m = filteredPulse(fx, node.horizontalGap / cw, w / cw) * filteredPulse(fy, node.verticalGap / rh, w / rh);
+    const float id = brickId(node, cell, col, row);
+    if (brickIsHole(node, services, id)) m = 0.0f;
     return {m, id};
 }
 

@@ -99,6 +99,44 @@ ShadingFrame buildDielectricFrame(const P& p, RenderServices* services, const Sh
     return frame;
 }
 
+// A microfacet normal from the GGX distribution with parameter a (not weighted by visibility).
+Float3 drawMicrofacetNormal(RenderServices* services, float a) {
+    Float2 u;
+    services->random2D(&u);
+    float theta = std::atan(std::sqrt(a * u.x / (1.0f - u.x)));
+    float phi = kTwoPiLiteral * u.y;
+    return {std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta)};
+}
+
+// Reflects or refracts wi about the microfacet normal m (c = -dot(m, wi)): by the Fresnel share F
+// when both are accepted, otherwise the accepted one with its share as the weight. Trapped light
+// can only reflect; false when it may not.
+bool chooseDirection(RenderServices* services, Float3 wi, Float3 m, float c, float F, float eta,
+                     bool reflectionAllowed, bool transmissionAllowed, Float3& weight, Float3& d) {
+    bool refract;
+    if (reflectionAllowed && transmissionAllowed) {
+        refract = services->random() > F;
+    } else if (reflectionAllowed) {
+        weight = Float3(F);
+        refract = false;
+    } else {
+        weight = Float3(1.0f - F);
+        refract = true;
+    }
+    if (refract) {
+        const Refraction refraction = refractAcross(wi, m, eta);
+        if (refraction.k < 0.0f) {
+            // Total internal reflection: only a reflection can leave.
+            if (!reflectionAllowed) return false;
+            weight = Float3(1.0f);
+            refract = false;
+        } else {
+            d = normalize(refraction.direction);
+        }
+    }
+    if (!refract) d = 2.0f * c * m + wi;
+    return true;
+}
 }  // namespace
 
 void kestrel_Mtl_Dielectric::declareParameters(ShaderParamRegistry* registry) {
@@ -203,49 +241,18 @@ void kestrel_Mtl_Dielectric::sampleBsdf(RenderServices* services, ShadingRecord*
 
     // Leaving the medium, or nearly smooth: the macro normal.
     const bool smooth = !record->frontFacing || r < 0.01f;
-    Float3 m(0.0f, 0.0f, 1.0f);
-    if (!smooth) {
-        Float2 u;
-        services->random2D(&u);
-        // GGX distribution of visible-independent microfacet normals.
-        float theta = std::atan(std::sqrt(a * u.x / (1.0f - u.x)));
-        float phi = kTwoPiLiteral * u.y;
-        m = {std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta)};
-    }
+    const Float3 m = smooth ? Float3(0.0f, 0.0f, 1.0f) : drawMicrofacetNormal(services, a);
     const float c = -dot(m, wi);
     if (c < 0.0f) {
         record->sampleLobe = kLobeNone;
         return;
     }
-
     Float3 weight(1.0f);
-    bool refract;
-    if (reflectionAllowed && transmissionAllowed) {
-        refract = services->random() > F;
-    } else if (reflectionAllowed) {
-        weight = Float3(F);
-        refract = false;
-    } else {
-        weight = Float3(1.0f - F);
-        refract = true;
-    }
     Float3 d;
-    if (refract) {
-        const Refraction refraction = refractAcross(wi, m, n.eta);
-        if (refraction.k < 0.0f) {
-            // Total internal reflection: only a reflection can leave.
-            if (!reflectionAllowed) {
-                record->sampleLobe = kLobeNone;
-                return;
-            }
-            weight = Float3(1.0f);
-            refract = false;
-        } else {
-            d = normalize(refraction.direction);
-        }
+    if (!chooseDirection(services, wi, m, c, F, n.eta, reflectionAllowed, transmissionAllowed, weight, d)) {
+        record->sampleLobe = kLobeNone;
+        return;
     }
-    if (!refract) d = 2.0f * c * m + wi;
-
     record->sampleCos = 1.0f;
     record->samplePdf = 1.0f;
     if (smooth) {

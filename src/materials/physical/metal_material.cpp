@@ -229,6 +229,79 @@ void completeBsdfSetup(const P& p, RenderServices* services, const ShadingRecord
     s.alpha = metalRoughness(p, uv, patina);
     s.lobes = metalLobeWeights(p, patina, p.u_specularColor, -s.wi.z);
 }
+// What shade's lighting steps share: the frame with the switchers' rotation, the lobes with the
+// switchers' colour, and whether flecks sparkle here.
+struct MetalShadeSetup {
+    ShadingFrame frame;
+    Float3 wi;
+    Roughness alpha;
+    LobeColours lobes;
+    bool specularActive;
+    bool flecks = false;
+    float phi = 0.0f;  // fleck strength
+};
+
+MetalShadeSetup metalShadeSetup(const P& p, RenderServices* services, const ShadingRecord& record) {
+    const Float2 uv = uvOf(record);
+    MetalShadeSetup s;
+    s.frame = buildMetalFrame(p, record);
+    const bool switchers = p.u_reflectSwitcher > 0 || p.u_bumpMapColorEnable;
+    SwitcherChannels channels{p.u_specularColor, 0.0f};
+    if (switchers) channels = metalSwitcherChannels(p, services, record);
+    rotateAnisotropy(p, s.frame, uv, channels.rotation);
+    const float patina = patinaAmount(p, services, uv);
+    s.alpha = metalRoughness(p, uv, patina);
+    s.wi = toLocal(s.frame, record.rayDir);
+    s.lobes = metalLobeWeights(p, patina, channels.reflectColor, -s.wi.z);
+    s.specularActive = maxComponent(s.lobes.specular) > kNegligibleSpecular;
+    if (p.u_flecksEnable) {
+        s.phi = fleckValue(services, record.position / p.u_flecksSize, p.u_flecksDensity, 0.005f).value;
+        s.flecks = 0.02f <= s.phi && s.phi <= 0.5f;
+    }
+    return s;
+}
+
+// The lights' highlights and diffuse light. The diffuse colour grows by the flecks' share at
+// every light, and becomes the reflect colour under a colour bump map without highlights.
+struct MetalLighting {
+    Float3 highlights{0.0f, 0.0f, 0.0f};
+    Float3 diffuse{0.0f, 0.0f, 0.0f};
+    Float3 runningDiffuse;
+};
+
+MetalLighting metalLights(const P& p, RenderServices* services, const ShadingRecord& record,
+                          const MetalShadeSetup& s) {
+    MetalLighting lit;
+    lit.runningDiffuse = s.lobes.diffuse;
+    for (const LightSample* light = services->getLightSamples(0, &record.position, &s.frame.N); light;
+         light = light->next) {
+        float w = horizonWeight(light->direction, s.frame.N, light->specularScale);
+        if (w < 0.0f) continue;
+        if (light->kind != kLightKindNoSpecular) {
+            Float3 l = toLocal(s.frame, light->direction);
+            if (s.wi.z < 0.0f && l.z > 0.0f && s.specularActive) {
+                lit.highlights += wardBrdf(s.wi, l, Float3(0.0f), s.lobes.specular, s.alpha.u, s.alpha.v) * w *
+                                  light->shadowedColor;
+            }
+        }
+        if (s.flecks && !isZero(p.u_flecksDiffuseColor)) {
+            lit.runningDiffuse += s.phi * p.u_flecksDiffuseColor * (1.0f - s.lobes.reflectivity);
+        }
+        if (!s.specularActive && p.u_bumpMapColorEnable) lit.runningDiffuse = p.u_reflectColor;
+        lit.diffuse += lit.runningDiffuse * w * light->shadowedColor;
+    }
+    return lit;
+}
+
+Float3 metalReflection(const P& p, RenderServices* services, const ShadingRecord& record, const MetalShadeSetup& s,
+                       Float3 weight) {
+    if (!s.specularActive || p.u_reflectionHighlightOnly) return Float3(0.0f);
+    Float3 R = reflectClampedToSurface(record.rayDir, record.geomNormal, s.frame.N);
+    Float3 traced;
+    services->traceAnisotropicReflection(&traced, &record.position, &R, &s.frame.T, &s.frame.B, p.u_glossyValueU,
+                                         p.u_glossyValueV, maxComponent(weight));
+    return weight * traced;
+}
 }  // namespace
 
 void kestrel_Mtl_Metal::declareParameters(ShaderParamRegistry* registry) {
@@ -240,82 +313,29 @@ void kestrel_Mtl_Metal::shade(RenderServices* services, ShadingRecord* record) c
     const P& p = params;
     shadeWithCommonInputs(p.common, &p.tint, kVaryings, AmbientOcclusionStep::Applied, services, record, [&]() {
         MaterialTerms terms;
-        const Float2 uv = uvOf(*record);
         const bool cutouts = p.u_cutoutsSwitcher > 0;
-        float c = 1.0f;
-        Float3 behind(0.0f);
-        if (cutouts) {
-            c = cutoutValue(p, uv, p.u_otherScale);
-            if (c != 1.0f) {
-                Float4 seen;
-                services->traceTransmission(&seen, &record->position, &record->rayDir, 1.0f - c);
-                behind = seen.xyz();
-            }
-            if (c == 0.0f) {
-                terms.added = behind;
-                return terms;
-            }
+        const float c = cutouts ? cutoutValue(p, uvOf(*record), p.u_otherScale) : 1.0f;
+        Float3 behind = cutouts ? seenThroughOpening(services, *record, c) : Float3(0.0f);
+        if (c == 0.0f) {
+            terms.added = behind;
+            return terms;
         }
-
-        ShadingFrame frame = buildMetalFrame(p, *record);
-        const bool switchers = p.u_reflectSwitcher > 0 || p.u_bumpMapColorEnable;
-        SwitcherChannels channels{p.u_specularColor, 0.0f};
-        if (switchers) channels = metalSwitcherChannels(p, services, *record);
-        rotateAnisotropy(p, frame, uv, channels.rotation);
-        float patina = patinaAmount(p, services, uv);
-        Roughness alpha = metalRoughness(p, uv, patina);
-        Float3 wi = toLocal(frame, record->rayDir);
-        LobeColours lobes = metalLobeWeights(p, patina, channels.reflectColor, -wi.z);
-        const Float3 S = lobes.specular;
-        const bool specularActive = maxComponent(S) > kNegligibleSpecular;
-
-        bool flecks = false;
-        float phi = 0.0f;
-        if (p.u_flecksEnable) {
-            phi = fleckValue(services, record->position / p.u_flecksSize, p.u_flecksDensity, 0.005f).value;
-            flecks = 0.02f <= phi && phi <= 0.5f;
-        }
-
-        Float3 highlights(0.0f), diffuseLight(0.0f);
-        Float3 runningDiffuse = lobes.diffuse;
-        for (const LightSample* light = services->getLightSamples(0, &record->position, &frame.N); light;
-             light = light->next) {
-            float w = horizonWeight(light->direction, frame.N, light->specularScale);
-            if (w < 0.0f) continue;
-            if (light->kind != kLightKindNoSpecular) {
-                Float3 l = toLocal(frame, light->direction);
-                if (wi.z < 0.0f && l.z > 0.0f && specularActive) {
-                    highlights += wardBrdf(wi, l, Float3(0.0f), S, alpha.u, alpha.v) * w * light->shadowedColor;
-                }
-            }
-            if (flecks && !isZero(p.u_flecksDiffuseColor)) {
-                runningDiffuse += phi * p.u_flecksDiffuseColor * (1.0f - lobes.reflectivity);
-            }
-            if (!specularActive && p.u_bumpMapColorEnable) runningDiffuse = p.u_reflectColor;
-            diffuseLight += runningDiffuse * w * light->shadowedColor;
-        }
-
+        const MetalShadeSetup s = metalShadeSetup(p, services, *record);
+        MetalLighting lit = metalLights(p, services, *record, s);
         // Sparkling flecks reflect in their own colour.
-        const bool fleckWeight = flecks && !isZero(p.u_flecksSpecularColor);
-        const Float3 reflectionWeight = fleckWeight ? lobes.reflectivity * p.u_flecksSpecularColor : S;
-        Float3 reflection(0.0f);
-        if (specularActive && !p.u_reflectionHighlightOnly) {
-            Float3 R = reflectClampedToSurface(record->rayDir, record->geomNormal, frame.N);
-            Float3 traced;
-            services->traceAnisotropicReflection(&traced, &record->position, &R, &frame.T, &frame.B, p.u_glossyValueU,
-                                                 p.u_glossyValueV, maxComponent(reflectionWeight));
-            reflection = reflectionWeight * traced;
-        }
-        Float3 ambient = metalIndirectDiffuse(services, runningDiffuse, record->position, frame.N, p.LatticeAODisable);
-
+        const bool fleckWeight = s.flecks && !isZero(p.u_flecksSpecularColor);
+        const Float3 reflectionWeight = fleckWeight ? s.lobes.reflectivity * p.u_flecksSpecularColor : s.lobes.specular;
+        Float3 reflection = metalReflection(p, services, *record, s, reflectionWeight);
+        Float3 ambient =
+            metalIndirectDiffuse(services, lit.runningDiffuse, record->position, s.frame.N, p.LatticeAODisable);
         if (cutouts) {
-            highlights *= c;
-            diffuseLight *= c;
+            lit.highlights *= c;
+            lit.diffuse *= c;
             ambient *= c;
             reflection *= c;
             behind *= 1.0f - c;
         }
-        terms.added = diffuseLight + highlights + reflection + behind;
+        terms.added = lit.diffuse + lit.highlights + reflection + behind;
         terms.ambient = ambient;
         terms.attenuationColor = reflectionWeight;
         return terms;

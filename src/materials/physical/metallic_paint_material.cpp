@@ -80,6 +80,48 @@ SurfaceNormals orientNormals(const P& p, const ShadingRecord& record) {
     };
     return {orient(n.normal), orient(n.geomNormal), orient(n.objectNormal)};
 }
+// The fleck value depends on the point only: computed once, at its first use.
+struct PaintFleck {
+    bool known = false;
+    float phi = 0.0f;
+};
+
+// The base coat's colour under one light: it responds to the light strength w with its own
+// exponent e (returned for the pearl) and shifts hue with it; viewCosine is dot(N, rayDir).
+Float3 paintBaseResponse(const P& p, Float3 diffuse, float w, float viewCosine, float& e) {
+    e = std::pow(w, p.u_baseHighlightSpread * p.u_baseBiasFactor);
+    Float3 b = p.u_baseHighlightSpread > 0.6f ? diffuse * e : diffuse;
+    if (p.u_hueWeight > 0.0f) {
+        e *= std::fabs(viewCosine);
+        b += p.u_hueWeight * p.u_shiftedColor * e;
+    }
+    return b;
+}
+
+// The base coat's Ward highlight for one light, brightened where flecks sparkle.
+Float3 paintHighlight(const P& p, RenderServices* services, const ShadingRecord& record, const ShadingFrame& top,
+                      Float3 wi, Float3 S, Float3 lightDirection, PaintFleck& fleck) {
+    const float r = p.u_baseRoughValue;
+    const Float3 l = toLocal(top, lightDirection);
+    Float3 h = wardBrdf(wi, l, Float3(0.0f), S, r, r);
+    if (!p.u_flecksEnable) return h;
+    if (!fleck.known) {
+        fleck.phi = fleckValue(services, record.position / p.u_flecksSize, 2.5f, 0.05f).value;
+        fleck.known = true;
+    }
+    const float r4 = std::fmin(4.0f * r, 1.0f);
+    const Float3 hf = wardBrdf(wi, l, Float3(0.0f), Float3(1.0f), r4, r4) * fleck.phi * p.u_flecksColor.xyz();
+    return max3(h, hf);
+}
+
+// A sheen that grows towards grazing view (cosine c) and weak light (response e).
+Float3 addPearl(const P& p, Float3 b, float c, float e, float specularScale) {
+    float a = std::pow(c, 2.0f * p.u_pearlIor);
+    float q = e * e * e;
+    float k = specularScale * specularScale;
+    float g = (1.0f - a) * (1.0f - q) * k;
+    return saturate3(b + g * p.u_pearlColor.xyz() * p.u_pearlAmount);
+}
 }  // namespace
 
 void kestrel_Mtl_MetallicPaint::declareParameters(ShaderParamRegistry* registry) {
@@ -98,45 +140,19 @@ void kestrel_Mtl_MetallicPaint::shade(RenderServices* services, ShadingRecord* r
         const PaintLobes lobes = paintLobeWeights(p, *record, wiBase, wi);
         const Float3 S = lobes.specular;
         const bool specularActive = maxComponent(S) > kNegligibleSpecular;
-        const float r = p.u_baseRoughValue;
 
-        bool fleckKnown = false;
-        float phi = 0.0f;
+        PaintFleck fleck;
         Float3 highlights(0.0f), diffuseLight(0.0f);
         for (const LightSample* light = services->getLightSamples(0, &record->position, &top.N); light;
              light = light->next) {
             float w = horizonWeight(light->direction, oriented.normal, light->specularScale);
-
-            // The base responds to light strength with its own exponent, and shifts hue with it.
-            float e = std::pow(w, p.u_baseHighlightSpread * p.u_baseBiasFactor);
-            Float3 b = p.u_baseHighlightSpread > 0.6f ? lobes.diffuse * e : lobes.diffuse;
-            if (p.u_hueWeight > 0.0f) {
-                e *= std::fabs(dot(top.N, record->rayDir));
-                b += p.u_hueWeight * p.u_shiftedColor * e;
-            }
+            float e = 0.0f;
+            Float3 b = paintBaseResponse(p, lobes.diffuse, w, dot(top.N, record->rayDir), e);
             if (light->kind != kLightKindNoSpecular && wi.z < 0.0f && specularActive) {
-                Float3 l = toLocal(top, light->direction);
-                Float3 h = wardBrdf(wi, l, Float3(0.0f), S, r, r);
-                if (p.u_flecksEnable) {
-                    // The fleck value depends on the point only: computed once, at first use.
-                    if (!fleckKnown) {
-                        phi = fleckValue(services, record->position / p.u_flecksSize, 2.5f, 0.05f).value;
-                        fleckKnown = true;
-                    }
-                    float r4 = std::fmin(4.0f * r, 1.0f);
-                    Float3 hf = wardBrdf(wi, l, Float3(0.0f), Float3(1.0f), r4, r4) * phi * p.u_flecksColor.xyz();
-                    h = max3(h, hf);
-                }
-                highlights += h * w * light->shadowedColor;
+                highlights += paintHighlight(p, services, *record, top, wi, S, light->direction, fleck) * w *
+                              light->shadowedColor;
             }
-            if (p.u_pearl > 0) {
-                // A sheen that grows towards grazing view and weak light.
-                float a = std::pow(-dot(oriented.normal, record->rayDir), 2.0f * p.u_pearlIor);
-                float q = e * e * e;
-                float k = light->specularScale * light->specularScale;
-                float g = (1.0f - a) * (1.0f - q) * k;
-                b = saturate3(b + g * p.u_pearlColor.xyz() * p.u_pearlAmount);
-            }
+            if (p.u_pearl > 0) b = addPearl(p, b, -dot(oriented.normal, record->rayDir), e, light->specularScale);
             diffuseLight += b * w * light->shadowedColor;
         }
 

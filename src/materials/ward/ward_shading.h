@@ -143,11 +143,7 @@ bool wardAbsentHere(const WardParams& p, const Maps& maps, RenderServices* servi
     }
     if (!p.u_cutoutMapEnable) return false;
     cutout.kappa = maps.cutout(p, services, record);
-    if (cutout.kappa != 1.0f) {
-        Float4 behind;
-        services->traceTransmission(&behind, &record.position, &record.rayDir, 1.0f - cutout.kappa);
-        cutout.passThrough = behind.xyz();
-    }
+    cutout.passThrough = seenThroughOpening(services, record, cutout.kappa);
     if (cutout.kappa != 0.0f) return false;
     terms = seenThrough(cutout.passThrough);
     return true;
