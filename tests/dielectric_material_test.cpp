@@ -240,3 +240,21 @@ TEST(Glazing, SamplingChoosesByTheReflectedFraction) {
 }
 
 }  // namespace
+
+// A flat height map leaves the frame alone, but a slope that is not a number is not below the
+// flatness threshold: it moves the normal, and the evaluation shows it.
+TEST(Dielectric, NanBumpSlopeReachesTheNormal) {
+    for (float height : {0.25f, std::nanf("")}) {
+        RecordingImageTexture map;
+        map.texel = {height, height, height, 1.0f};
+        kestrel::ShaderInstance glass = createShader("kestrel_Mtl_Dielectric");
+        glass.set("u_normal0MapEnable", true);
+        glass.bindTexture("u_normal0Map", &map);
+        glass.set("u_roughValue", 0.3f);
+        RecordingServices services;
+        ksi::ShadingRecord record = glassRecord();
+        record.sampleDir = ksi::normalize(Float3(0.2f, 0.1f, 1.0f));
+        glass.material().evaluateBsdf(&services, &record);
+        EXPECT_EQ(std::isnan(record.sampleWeight.x), std::isnan(height)) << "height " << height;
+    }
+}

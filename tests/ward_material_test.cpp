@@ -41,6 +41,26 @@ TEST(Ward, DefaultsShowOnlyTheGlossyLobeAtTheMirrorDirection) {
     EXPECT_EQ(services.log.count("ambientIrradiance"), 0) << "no diffuse colour, no indirect query";
 }
 
+// Only an exactly zero roughness is degenerate. Negative values enter the lobe as they are: the
+// negated pair gives the same lobe, a single negative one the glossy term with its sign.
+TEST(Ward, OnlyAZeroRoughnessDropsTheGlossyLobe) {
+    auto evaluate = [](float rough, float anisotropy) {
+        kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
+        ward.set("u_roughValue", rough);
+        ward.set("u_anisotropyValue", anisotropy);
+        RecordingServices services;
+        ksi::ShadingRecord record = wardRecord();
+        record.sampleDir = ksi::normalize(Float3(0.2f, 0.1f, 1.0f));
+        ward.material().evaluateBsdf(&services, &record);
+        return record.sampleWeight.x;
+    };
+    const float positive = evaluate(0.3f, 1.0f);
+    EXPECT_GT(positive, 0.0f);
+    EXPECT_EQ(evaluate(-0.3f, 1.0f), positive);
+    EXPECT_EQ(evaluate(0.3f, -1.0f), -positive);
+    EXPECT_EQ(evaluate(0.0f, 1.0f), 0.0f) << "no glossy lobe and a black diffuse layer";
+}
+
 TEST(Ward, LightsWithoutSpecularAddDiffuseOnly) {
     kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
     ward.set("u_diffuseColor", Float3(0.5f));
