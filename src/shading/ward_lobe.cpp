@@ -5,7 +5,6 @@
 namespace ksi {
 
 namespace {
-constexpr float kInvPiLiteral = 0.3183099f;
 constexpr float kFourPi = 12.566372f;
 constexpr float kMinCos = 0.0001f;
 constexpr float kMinLobe = 0.000001f;
