@@ -1,8 +1,9 @@
 #include "environments/background_geometry.h"
 
-#include "shading/latlong.h"
 #include "frame/exports.h"
+#include "shading/latlong.h"
 #include "shading/texture_channel.h"
+#include "shading/weight_carrying_sample.h"
 
 namespace ksi {
 
@@ -70,9 +71,9 @@ Float3 grade(const P& p, Float3 x) {
         gain = gain * p.diffuseTextureGainValue;
     }
     // A gain colour tints the grey of the colour rather than the colour itself.
-    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) x = gainColor * surfaceGradingGrey(x);
+    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) x = gainColor * weightedGrey(x, kSurfaceGreyWeights);
     x = x * gain;
-    return saturateAboutGrey(x, p.globalIBLSatValue * p.diffuseTextureSatValue);
+    return saturateAboutGrey(x, p.globalIBLSatValue * p.diffuseTextureSatValue, kSurfaceGreyWeights);
 }
 }  // namespace
 
@@ -88,9 +89,10 @@ void BackgroundGeometry::shade(RenderServices* services, ShadingRecord* record) 
     }
     const TextureChannel diffuse{p.diffuseMode,          p.diffuseColor, &p.diffuseTexture, &p.diffuseTextureMatrix,
                                  p.diffuseAngularRepeat, &p.diffuseUVMatrix};
-    const Float4 D = evaluateTextureChannel(diffuse, ChannelVariant::FourFloat, record->objectPosition,
-                                            record->normal, readVarying<Float2>(*record, 0), false, Float3(1.0f), true)
-                         .color;
+    const ChannelPoint at{record->objectPosition, record->normal, readVarying<Float2>(*record, 0)};
+    const Float4 D =
+        evaluateTextureChannel(diffuse, ChannelVariant::FourFloat, at, TexelRead::Color, Float3(1.0f), BoxXFace::ZY)
+            .color;
     float a = D.w;
     if (a < 0.05f) {
         record->noContribution = 1;
@@ -126,11 +128,7 @@ void BackgroundGeometry::shadowTransmittance(RenderServices*, ShadingRecord* rec
 
 // The continuation goes straight on, whatever the host asked for.
 void BackgroundGeometry::sampleBsdf(RenderServices*, ShadingRecord* record) const {
-    record->sampleDir = record->rayDir;
-    record->sampleWeight = Float3(1.0f);
-    record->sampleCos = 1.0f;
-    record->samplePdf = 1.0f;
-    record->sampleLobe = kLobeSpecularReflection;
+    writeWeightCarryingSample(*record, record->rayDir, Float3(1.0f), kLobeSpecularReflection);
 }
 
 }  // namespace ksi
