@@ -494,18 +494,15 @@ Transmission thinTransmission(const P& p, RenderServices* services, const Shadin
 
 // How far a simulated slab of thickness s carries the continuation's start: to its far side
 // along the ray at refractive index 1, otherwise along the refracted ray (s over the refracted
-// cosine). A zero cosine gives no offset.
+// cosine). A ray in the surface's plane divides by a zero cosine, and the offset is what that
+// division gives.
 Float3 slabOffset(const P& p, Float3 rayDir, Float3 Nb) {
     const float s = p.simulatedThickness;
     const float sigma = sign(dot(rayDir, Nb));
-    if (p.refractiveIndex == 1.0f) {
-        const float den = sigma * dot(Nb, rayDir);
-        return den != 0.0f ? (rayDir * s) / Float3(den) : kZero;
-    }
+    if (p.refractiveIndex == 1.0f) return (rayDir * s) / Float3(sigma * dot(Nb, rayDir));
     const Float3 n = -sigma * Nb;
     const Float3 d = normalize(refractedDirection(rayDir, n, 1.0f / p.refractiveIndex));
-    const float den = dot(-n, d);
-    return den != 0.0f ? (d * s) / Float3(den) : kZero;
+    return (d * s) / Float3(dot(-n, d));
 }
 
 // A simulated slab starts the continuation, in the incoming direction, on its far side and
