@@ -71,7 +71,9 @@ Float3 grade(const P& p, Float3 x) {
         gain = gain * p.diffuseTextureGainValue;
     }
     // A gain colour tints the grey of the colour rather than the colour itself.
-    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) x = gainColor * weightedGrey(x, kSurfaceGreyWeights);
+    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) {
+        x = gainColor * weightedGrey(x, kSurfaceGreyWeights);
+    }
     x = x * gain;
     return saturateAboutGrey(x, p.globalIBLSatValue * p.diffuseTextureSatValue, kSurfaceGreyWeights);
 }

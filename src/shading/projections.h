@@ -10,14 +10,11 @@
 
 namespace ksi {
 
-// The channel modes that look a texture up, by the projection that gives their coordinate.
+// The channel modes that look a texture up (1 to 5), by the projection that gives their coordinate.
 enum TextureProjection : int32_t {
-    kProjectUv = 1,
-    kProjectPlanar = 2,
-    kProjectBox = 3,
-    kProjectCylindrical = 4,
-    kProjectSpherical = 5,
+    kProjectUv = 1, kProjectPlanar, kProjectBox, kProjectCylindrical, kProjectSpherical
 };
+static_assert(kProjectCylindrical == 4 && kProjectSpherical == 5);
 
 // Planar: the projected x and y; the projected z is the depth of the projection's slab.
 inline Float2 planarCoordinate(Float4 p) { return {p.x, p.y}; }
