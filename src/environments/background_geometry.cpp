@@ -2,6 +2,7 @@
 
 #include "frame/exports.h"
 #include "shading/latlong.h"
+#include "shading/shadow_catch.h"
 #include "shading/texture_channel.h"
 #include "shading/weight_carrying_sample.h"
 
@@ -35,26 +36,6 @@ constexpr Declaration kDeclarations[] = {
 
 // Parts whose normal is within about 25 degrees of straight up catch shadows and block them.
 constexpr float kUpwardFacing = 0.9f;
-
-// How much light reaches the point, as a colour: the lights' visibility tinted by the shadow
-// colour and intensity, times the ambient occlusion tinted by the shadow colour.
-Float3 shadowFactor(const P& p, RenderServices* services, const ShadingRecord& record) {
-    float total = 0.0f;
-    Float3 accumulated(0.0f);
-    for (const LightSample* light = services->getLightSamples(0, &record.position, &record.normal); light;
-         light = light->next) {
-        total += maxComponent(light->color);
-        float strongest = maxComponent(light->color * light->shadow);
-        accumulated += strongest * light->shadow;
-    }
-    Float3 visibility = total != 0.0f ? accumulated / total : Float3(1.0f);
-    const float k = p.shadowIntensity;
-    const Float3 tinted = k * p.shadowColor + Float3(1.0f - k);
-    Float3 T = visibility + (Float3(1.0f) - visibility) * tinted;
-    Float3 occlusion;
-    services->ambientOcclusion(&occlusion, &record.position, &record.normal, 1.0f);
-    return T * (occlusion + (Float3(1.0f) - occlusion) * p.shadowColor);
-}
 
 Float3 grade(const P& p, Float3 x) {
     x = contrastAboutPivot(x, p.globalIBLContrastValue, p.globalIBLContrastPivot);
@@ -114,7 +95,9 @@ void BackgroundGeometry::shade(RenderServices* services, ShadingRecord* record) 
         return;
     }
     Float3 F(1.0f);
-    if (p.receiveShadow != 0.0f && record->normal.z > kUpwardFacing) F = shadowFactor(p, services, *record);
+    if (p.receiveShadow != 0.0f && record->normal.z > kUpwardFacing) {
+        F = shadowFactor(catchShadow(services, *record), p.shadowColor, p.shadowIntensity);
+    }
     // Whatever the bump mode, the base colour is the diffuse channel's.
     Float3 X = grade(p, D.xyz() * F);
     float alpha = 1.0f;

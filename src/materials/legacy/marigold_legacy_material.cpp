@@ -7,6 +7,7 @@
 #include "materials/legacy/fresnel_quadruple.h"
 #include "shading/latlong.h"
 #include "shading/scattering.h"
+#include "shading/shadow_catch.h"
 #include "shading/texture_channel.h"
 #include "shading/weight_carrying_sample.h"
 
@@ -309,7 +310,7 @@ LightSums gatherLights(const P& p, RenderServices* services, const ShadingRecord
     LightSums sums;
     const bool shadowed = p.receiveShadow != 0.0f;
     const bool clearCoat = !isZero(p.specular2Color);
-    const Float3 shadowTint = p.shadowIntensity * p.shadowColor + Float3(1.0f - p.shadowIntensity);
+    const Float3 tint = shadowTint(p.shadowColor, p.shadowIntensity);
     for (const LightSample* light = services->getLightSamples(-1024, &record.position, &Nb); light;
          light = light->next) {
         if (isZero(light->color)) continue;
@@ -328,7 +329,7 @@ LightSums gatherLights(const P& p, RenderServices* services, const ShadingRecord
         if (kind == kLightKindPrimary) {
             // The unshadowed share keeps the light's colour, the shadowed share takes the tint.
             const Float3 lcol =
-                shadowed ? (kOne - light->shadow) * shadowTint * light->color + light->shadow * light->color : lc;
+                shadowed ? (kOne - light->shadow) * tint * light->color + light->shadow * light->color : lc;
             sums.diffA += cosL * lcol;
         } else {
             sums.diffB += cosL * lc;
