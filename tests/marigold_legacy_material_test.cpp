@@ -360,26 +360,49 @@ TEST(MarigoldLegacyRefraction, BendsTowardsTheInsideAndReflectsTotally) {
 }
 
 // A simulated slab of thickness s starts the continuation on its far side, straight on at
-// refractive index 1 and along the refracted ray (length s / cos theta_t) otherwise.
+// refractive index 1 and along the refracted ray (length s / cos theta_t) otherwise. A ray in the
+// surface's plane divides s by a zero cosine: the start goes to infinity along the ray, and 0 / 0
+// leaves the other axes not a number.
 TEST(MarigoldLegacyRefraction, SimulatedThicknessOffsetsTheContinuation) {
+    const float cosT = std::sqrt(1.0f - 0.16f);
+    const float inf = INFINITY, nan = NAN;
+    struct Case {
+        const char* what;
+        float index;
+        Float3 rayDir, start;
+    } const cases[] = {
+        {"straight", 1.0f, {0, 0, -1}, {0, 0, -0.1f}},
+        {"bent", 1.5f, {0.6f, 0, -0.8f}, Float3(0.4f, 0, -cosT) * (0.1f / cosT)},
+        {"straight, in the plane", 1.0f, {1, 0, 0}, {inf, nan, nan}},
+        {"bent, in the plane", 1.5f, {1, 0, 0}, {inf, nan, nan}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        Legacy l(false);
+        l.with({{"simulatedThickness", 0.1f}, {"refractiveIndex", c.index}});
+        l.record.rayDir = c.rayDir;
+        l.shade();
+        const auto& args = l.services.log.args("traceGlossyTransmission");
+        const Float3 start = argsVec(args, 0);
+        const float got[] = {start.x, start.y, start.z}, want[] = {c.start.x, c.start.y, c.start.z};
+        for (int i = 0; i < 3; ++i) {
+            if (std::isnan(want[i])) {
+                EXPECT_TRUE(std::isnan(got[i])) << i;
+            } else if (std::isinf(want[i])) {
+                EXPECT_EQ(got[i], want[i]) << i;
+            } else {
+                EXPECT_NEAR(got[i], want[i], 1e-6f) << i;
+            }
+        }
+        expectFloat3(argsVec(args, 3), c.rayDir);
+    }
+
+    // The slab absorbs along the offset: K = t Tcol + (1 - t) Dt with Tcol = Aslab T,
+    // Aslab = (1, e^-0.1, 0), and Dt = 0.
     Legacy straight(false);
     straight.with({{"simulatedThickness", 0.1f}, {"absorbanceRGB", Float3(0.0f, 1.0f, -1.0f)}});
     straight.services.traceAnswer = {1.0f, 1.0f, 1.0f};
-    const Float4 out = straight.shade();
-    const auto& args = straight.services.log.args("traceGlossyTransmission");
-    expectFloat3(argsVec(args, 0), {0.0f, 0.0f, -0.1f});
-    expectFloat3(argsVec(args, 3), {0.0f, 0.0f, -1.0f});
-    // K = t Tcol + (1 - t) Dt with Tcol = Aslab T, Aslab = (1, e^-0.1, 0), and Dt = 0.
-    expectNear3(out.xyz(), {0.8f, 0.8f * std::exp(-0.1f), 0.0f});
-
-    Legacy bent(false);
-    bent.with({{"simulatedThickness", 0.1f}, {"refractiveIndex", 1.5f}});
-    bent.record.rayDir = {0.6f, 0.0f, -0.8f};
-    bent.shade();
-    const auto& bentArgs = bent.services.log.args("traceGlossyTransmission");
-    const float cosT = std::sqrt(1.0f - 0.16f);
-    expectNear3(argsVec(bentArgs, 0), Float3(0.4f, 0.0f, -cosT) * (0.1f / cosT));
-    expectFloat3(argsVec(bentArgs, 3), {0.6f, 0.0f, -0.8f});
+    expectNear3(straight.shade().xyz(), {0.8f, 0.8f * std::exp(-0.1f), 0.0f});
 }
 
 // At normal incidence with the light behind the eye the highlight is exactly the REG base (0.66):

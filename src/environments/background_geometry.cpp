@@ -1,8 +1,10 @@
 #include "environments/background_geometry.h"
 
-#include "shading/latlong.h"
 #include "frame/exports.h"
+#include "shading/latlong.h"
+#include "shading/shadow_catch.h"
 #include "shading/texture_channel.h"
+#include "shading/weight_carrying_sample.h"
 
 namespace ksi {
 
@@ -35,26 +37,6 @@ constexpr Declaration kDeclarations[] = {
 // Parts whose normal is within about 25 degrees of straight up catch shadows and block them.
 constexpr float kUpwardFacing = 0.9f;
 
-// How much light reaches the point, as a colour: the lights' visibility tinted by the shadow
-// colour and intensity, times the ambient occlusion tinted by the shadow colour.
-Float3 shadowFactor(const P& p, RenderServices* services, const ShadingRecord& record) {
-    float total = 0.0f;
-    Float3 accumulated(0.0f);
-    for (const LightSample* light = services->getLightSamples(0, &record.position, &record.normal); light;
-         light = light->next) {
-        total += maxComponent(light->color);
-        float strongest = maxComponent(light->color * light->shadow);
-        accumulated += strongest * light->shadow;
-    }
-    Float3 visibility = total != 0.0f ? accumulated / total : Float3(1.0f);
-    const float k = p.shadowIntensity;
-    const Float3 tinted = k * p.shadowColor + Float3(1.0f - k);
-    Float3 T = visibility + (Float3(1.0f) - visibility) * tinted;
-    Float3 occlusion;
-    services->ambientOcclusion(&occlusion, &record.position, &record.normal, 1.0f);
-    return T * (occlusion + (Float3(1.0f) - occlusion) * p.shadowColor);
-}
-
 Float3 grade(const P& p, Float3 x) {
     x = contrastAboutPivot(x, p.globalIBLContrastValue, p.globalIBLContrastPivot);
     Float3 gainColor(1.0f);
@@ -70,9 +52,11 @@ Float3 grade(const P& p, Float3 x) {
         gain = gain * p.diffuseTextureGainValue;
     }
     // A gain colour tints the grey of the colour rather than the colour itself.
-    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) x = gainColor * surfaceGradingGrey(x);
+    if (p.globalIBLGainSource == 1 || p.diffuseTextureGainSource == 1) {
+        x = gainColor * weightedGrey(x, kSurfaceGreyWeights);
+    }
     x = x * gain;
-    return saturateAboutGrey(x, p.globalIBLSatValue * p.diffuseTextureSatValue);
+    return saturateAboutGrey(x, p.globalIBLSatValue * p.diffuseTextureSatValue, kSurfaceGreyWeights);
 }
 }  // namespace
 
@@ -88,9 +72,10 @@ void BackgroundGeometry::shade(RenderServices* services, ShadingRecord* record) 
     }
     const TextureChannel diffuse{p.diffuseMode,          p.diffuseColor, &p.diffuseTexture, &p.diffuseTextureMatrix,
                                  p.diffuseAngularRepeat, &p.diffuseUVMatrix};
-    const Float4 D = evaluateTextureChannel(diffuse, ChannelVariant::FourFloat, record->objectPosition,
-                                            record->normal, readVarying<Float2>(*record, 0), false, Float3(1.0f), true)
-                         .color;
+    const ChannelPoint at{record->objectPosition, record->normal, readVarying<Float2>(*record, 0)};
+    const Float4 D =
+        evaluateTextureChannel(diffuse, ChannelVariant::FourFloat, at, TexelRead::Color, Float3(1.0f), BoxXFace::ZY)
+            .color;
     float a = D.w;
     if (a < 0.05f) {
         record->noContribution = 1;
@@ -110,7 +95,9 @@ void BackgroundGeometry::shade(RenderServices* services, ShadingRecord* record) 
         return;
     }
     Float3 F(1.0f);
-    if (p.receiveShadow != 0.0f && record->normal.z > kUpwardFacing) F = shadowFactor(p, services, *record);
+    if (p.receiveShadow != 0.0f && record->normal.z > kUpwardFacing) {
+        F = shadowFactor(catchShadow(services, *record), p.shadowColor, p.shadowIntensity);
+    }
     // Whatever the bump mode, the base colour is the diffuse channel's.
     Float3 X = grade(p, D.xyz() * F);
     float alpha = 1.0f;
@@ -126,11 +113,7 @@ void BackgroundGeometry::shadowTransmittance(RenderServices*, ShadingRecord* rec
 
 // The continuation goes straight on, whatever the host asked for.
 void BackgroundGeometry::sampleBsdf(RenderServices*, ShadingRecord* record) const {
-    record->sampleDir = record->rayDir;
-    record->sampleWeight = Float3(1.0f);
-    record->sampleCos = 1.0f;
-    record->samplePdf = 1.0f;
-    record->sampleLobe = kLobeSpecularReflection;
+    writeWeightCarryingSample(*record, record->rayDir, Float3(1.0f), kLobeSpecularReflection);
 }
 
 }  // namespace ksi

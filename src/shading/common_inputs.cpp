@@ -3,27 +3,11 @@
 #include <cmath>
 
 #include "frame/texture_lookup.h"
+#include "shading/texture_channel.h"
 
 namespace ksi {
 
 namespace {
-enum MaskingMode : int32_t {
-    kMaskNone = -1,
-    kMaskColor = 0,
-    kMaskUv = 1,
-    kMaskPlanar = 2,
-    kMaskBox = 3,
-    kMaskCylindrical = 4,
-};
-
-// Box projection: the two projected axes across the dominant axis of the projected normal.
-Float2 boxCoordinate(Float4 p, Float3 n) {
-    float ax = std::fabs(n.x), ay = std::fabs(n.y), az = std::fabs(n.z);
-    if (ax >= ay && ax > az) return {p.z, p.y};
-    if (ay > ax && ay >= az) return {p.x, p.z};
-    return {p.x, p.y};
-}
-
 // An occlusion amount a in [0, 1] fades the colour from white towards ambientOcclusionColor.
 Float3 fadeToOcclusionColor(float a, Float3 color) {
     return {a * color.x + (1.0f - a), a * color.y + (1.0f - a), a * color.z + (1.0f - a)};
@@ -31,36 +15,13 @@ Float3 fadeToOcclusionColor(float a, Float3 color) {
 }  // namespace
 
 Float3 evaluateMasking(const CommonMaterialInputs& inputs, Float2 uv, Float3 objectPosition, Float3 objectNormal) {
-    const int32_t mode = inputs.maskingMode;
-    if (mode < kMaskColor || mode > kMaskCylindrical) return Float3(0.0f);
-
-    Float3 m;
-    Float4 projected(0.0f);
-    if (mode == kMaskColor) {
-        m = inputs.maskingColor;
-    } else {
-        Float2 coordinate;
-        if (mode == kMaskUv) {
-            coordinate = transformUv(uv, inputs.maskingUVMatrix);
-        } else {
-            projected = transformPoint(objectPosition, inputs.maskingTextureMatrix);
-            if (mode == kMaskPlanar) {
-                coordinate = {projected.x, projected.y};
-            } else if (mode == kMaskBox) {
-                coordinate = boxCoordinate(projected, transformDirection(objectNormal, inputs.maskingTextureMatrix));
-            } else {
-                // Angle around the projection's z axis through (0.5, 0.5), atan2 taking x first.
-                float angle = std::atan2(projected.x - 0.5f, projected.y - 0.5f);
-                coordinate = {(angle * 0.1591549f + 0.5f) * inputs.maskingAngularRepeat, projected.z};
-            }
-        }
-        Float4 texel = lookupTexture(inputs.maskingTexture, coordinate);
-        m = inputs.maskingFromAlpha ? Float3(texel.w) : texel.xyz();
-    }
-    if (inputs.maskingInvertTexture && mode >= kMaskUv) m = Float3(1.0f) - m;
-    // The planar projection covers the slab -1 <= z <= 1; everything outside it is cut away.
-    if (m != Float3(1.0f) && mode == kMaskPlanar && (projected.z < -1.0f || projected.z > 1.0f)) m = Float3(1.0f);
-    return m;
+    // Modes outside -1 to 4 give no mask, like -1.
+    if (inputs.maskingMode < 0 || inputs.maskingMode > kProjectCylindrical) return Float3(0.0f);
+    const MaskChannel mask{{inputs.maskingMode, inputs.maskingColor, &inputs.maskingTexture,
+                            &inputs.maskingTextureMatrix, inputs.maskingAngularRepeat, &inputs.maskingUVMatrix},
+                           inputs.maskingFromAlpha ? TexelRead::AlphaAsGrey : TexelRead::Color,
+                           inputs.maskingInvertTexture};
+    return evaluateMaskChannel(mask, {objectPosition, objectNormal, uv}, BoxXFace::ZY, PlanarSlab::Cut);
 }
 
 Float3 evaluateAmbientOcclusion(const CommonMaterialInputs& inputs, RenderServices* services, Float2 uv1,

@@ -25,8 +25,24 @@ Float2 latLongCoordinate(Float3 v);
 // image is bound.
 Float4 lookupLatLong(const TextureHandle& image, const Float3x3& m, Float3 d);
 
-// Contrast about a pivot, an optional grey gain mode, a per-channel gain, then saturation
-// about the weighted grey. A contrast or saturation of exactly 1 skips its step.
+// The grey a colour is graded about: its channels weighted by w. Pictures seen on surfaces (the
+// backdrop and the legacy reflections) use fixed weights; the environments take theirs as a
+// parameter.
+inline constexpr Float3 kSurfaceGreyWeights{0.2125f, 0.7154f, 0.0721f};
+inline float weightedGrey(Float3 c, Float3 w) { return dot(c, w); }
+
+// Contrast about a per-channel pivot: contrast 1 leaves c as it is.
+inline Float3 contrastAboutPivot(Float3 c, float contrast, Float3 pivot) {
+    return c * contrast + (1.0f - contrast) * pivot;
+}
+
+// Saturation about the weighted grey: 0 gives the grey, 1 leaves c as it is.
+inline Float3 saturateAboutGrey(Float3 c, float saturation, Float3 greyWeights) {
+    return c * saturation + Float3((1.0f - saturation) * weightedGrey(c, greyWeights));
+}
+
+// The environments' grading: contrast about a scalar pivot, an optional grey gain mode, a
+// per-channel gain, then saturation. A contrast or saturation of exactly 1 skips its step.
 struct EnvironmentGrading {
     Float3 luminanceWeights;
     Float2 contrast;  // (pivot, contrast)
@@ -36,15 +52,5 @@ struct EnvironmentGrading {
 };
 
 Float3 gradeEnvironment(Float3 c, const EnvironmentGrading& grading);
-
-// The grading of pictures seen on surfaces (the backdrop and the legacy reflections): contrast
-// about a per-channel pivot, then saturation about a grey with fixed weights.
-inline float surfaceGradingGrey(Float3 c) { return 0.2125f * c.x + 0.7154f * c.y + 0.0721f * c.z; }
-inline Float3 contrastAboutPivot(Float3 c, float contrast, Float3 pivot) {
-    return c * contrast + (1.0f - contrast) * pivot;
-}
-inline Float3 saturateAboutGrey(Float3 c, float saturation) {
-    return c * saturation + Float3((1.0f - saturation) * surfaceGradingGrey(c));
-}
 
 }  // namespace ksi

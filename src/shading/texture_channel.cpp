@@ -1,74 +1,83 @@
 #include "shading/texture_channel.h"
 
-#include <cmath>
-
-#include "shading/latlong.h"
 #include "frame/texture_lookup.h"
 
 namespace ksi {
 
 namespace {
-ChannelResult constantResult(Float3 color, float alpha) {
+constexpr int32_t kModeConstant = 0;
+
+int32_t lastModeOf(ChannelVariant variant) {
+    return variant == ChannelVariant::FourFloat ? kProjectSpherical : kProjectCylindrical;
+}
+
+// A textured mode (1 to 5): the texel as it is, found through the mode's projection, with what
+// the bump needs to know about that projection.
+ChannelResult projectedTexel(const TextureChannel& channel, const ChannelPoint& at, BoxXFace xFace) {
     ChannelResult r;
-    r.color = Float4(color, alpha);
+    Float2 st;
+    if (channel.mode == kProjectUv) {
+        st = transformUv(at.uv, *channel.uvMatrix);
+    } else {
+        const Float4 p = transformPoint(at.P, *channel.matrix);
+        if (channel.mode == kProjectPlanar) {
+            st = planarCoordinate(p);
+        } else if (channel.mode == kProjectBox) {
+            const BoxCoordinate box = boxCoordinate(p, transformDirection(at.N, *channel.matrix), xFace);
+            st = box.st;
+            r.axisU = box.axisU, r.axisV = box.axisV;
+        } else if (channel.mode == kProjectCylindrical) {
+            st = cylindricalCoordinate(p, channel.angularRepeat);
+            r.tangent = cylindricalTangent(p);
+            r.bitangent = kCylindricalBitangent;
+        } else {
+            st = sphericalCoordinate(p);
+        }
+    }
+    r.color = lookupTexture(*channel.texture, st);
+    return r;
+}
+
+ChannelResult constantResult(Float3 color) {
+    ChannelResult r;
+    r.color = Float4(color, 1.0f);
     return r;
 }
 }  // namespace
 
-ChannelResult evaluateTextureChannel(const TextureChannel& channel, ChannelVariant variant, Float3 P, Float3 N,
-                                     Float2 uv, bool alphaAsGrey, Float3 tint, bool boxSwitch) {
-    const bool fourFloat = variant == ChannelVariant::FourFloat;
-    const int32_t mode = channel.mode;
-    const int32_t lastMode = fourFloat ? 5 : 4;
-    if (mode == 0) return constantResult(channel.color, 1.0f);
-    if (mode < 0 || mode > lastMode) return constantResult(Float3(0.0f), 1.0f);
+ChannelResult evaluateTextureChannel(const TextureChannel& channel, ChannelVariant variant, const ChannelPoint& at,
+                                     TexelRead read, Float3 tint, BoxXFace xFace) {
+    if (channel.mode == kModeConstant) return constantResult(channel.color);
+    if (channel.mode < kModeConstant || channel.mode > lastModeOf(variant)) return constantResult(Float3(0.0f));
 
-    ChannelResult result;
-    Float2 st;
-    if (mode == 1) {
-        st = transformUv(uv, *channel.uvMatrix);
-    } else {
-        const Float4 p = transformPoint(P, *channel.matrix);
-        if (mode == 2) {
-            st = {p.x, p.y};
-        } else if (mode == 3) {
-            // The face across the dominant axis of the projected normal.
-            const Float3 n = transformDirection(N, *channel.matrix);
-            const float ax = std::fabs(n.x), ay = std::fabs(n.y), az = std::fabs(n.z);
-            const bool xSwitch = boxSwitch || fourFloat;
-            const bool allEqual = ax == ay && ay == az;
-            if (ax >= ay && ax > az) {
-                if (xSwitch) {
-                    st = {p.z, p.y};
-                    result.axisU = 2, result.axisV = 1;
-                } else {
-                    st = {p.y, p.z};
-                    result.axisU = 1, result.axisV = 2;
-                }
-            } else if ((ay > ax && ay >= az) || (allEqual && !xSwitch)) {
-                st = {p.x, p.z};
-                result.axisU = 0, result.axisV = 2;
-            } else {
-                st = {p.x, p.y};
-                result.axisU = 0, result.axisV = 1;
-            }
-        } else if (mode == 4) {
-            // Angle around the projection's z axis through (0.5, 0.5), atan2 taking x first.
-            st = {(std::atan2(p.x - 0.5f, p.y - 0.5f) * 0.1591549f + 0.5f) * channel.angularRepeat, p.z};
-            result.tangent = normalize(Float3(-p.y, p.x, 0.0f));
-            result.bitangent = {0.0f, 0.0f, 1.0f};
-        } else {
-            // Spherical: the lat-long coordinate of the direction from the projection's centre.
-            st = latLongCoordinate(normalize(Float3(p.x - 0.5f, p.y - 0.5f, p.z - 0.5f)));
-        }
-    }
-    const Float4 texel = lookupTexture(*channel.texture, st);
-    if (alphaAsGrey) {
+    ChannelResult result = projectedTexel(channel, at, xFace);
+    const Float4 texel = result.color;
+    const bool fourFloat = variant == ChannelVariant::FourFloat;
+    if (read == TexelRead::AlphaAsGrey) {
         result.color = fourFloat ? Float4(texel.w) : Float4(Float3(texel.w), 1.0f);
     } else {
         result.color = fourFloat ? texel : Float4(texel.xyz() * tint, 1.0f);
     }
     return result;
+}
+
+Float3 evaluateMaskChannel(const MaskChannel& mask, const ChannelPoint& at, BoxXFace xFace, PlanarSlab slab) {
+    const TextureChannel& channel = mask.channel;
+    const int32_t mode = channel.mode;
+    Float3 m(0.0f);
+    if (mode == kModeConstant) {
+        m = channel.color;
+    } else if (mode > kModeConstant && mode <= kProjectCylindrical) {
+        const Float4 texel = projectedTexel(channel, at, xFace).color;
+        m = mask.read == TexelRead::AlphaAsGrey ? Float3(texel.w) : texel.xyz();
+    }
+    if (mask.invert && mode >= kProjectUv) m = Float3(1.0f) - m;
+    // The planar projection covers the slab -1 <= z' <= 1; everything outside it is cut away.
+    if (slab == PlanarSlab::Cut && m != Float3(1.0f) && mode == kProjectPlanar) {
+        const float z = transformPoint(at.P, *channel.matrix).z;
+        if (z < -1.0f || z > 1.0f) m = Float3(1.0f);
+    }
+    return m;
 }
 
 }  // namespace ksi

@@ -1,9 +1,11 @@
-// Texture channels of the legacy material and the background geometry: a mode picks a constant
-// colour or a texture looked up through a uv, planar, box, cylindrical or spherical projection.
+// Texture channels of the legacy material and the background geometry, and the masks of every
+// material: a mode picks a constant colour or a texture looked up through a uv, planar, box,
+// cylindrical or spherical projection.
 #pragma once
 
 #include "frame/host_interfaces.h"
 #include "frame/types.h"
+#include "shading/projections.h"
 
 namespace ksi {
 
@@ -17,9 +19,20 @@ struct TextureChannel {
     const Float3x3* uvMatrix;    // mode 1
 };
 
-// The legacy material reads three tinted floats and modes up to 4 with a switchable box x face;
-// the background geometry reads the texel as it is, with the spherical mode and the x face (z, y).
-enum class ChannelVariant { Legacy, FourFloat };
+// The legacy material reads three tinted floats and modes up to 4; the background geometry reads
+// the texel as it is, with the spherical mode.
+enum class ChannelVariant : uint8_t { Legacy, FourFloat };
+
+// What a textured mode takes from its texel: the colour, or the alpha as a grey.
+enum class TexelRead : uint8_t { Color, AlphaAsGrey };
+
+// Where the channel's point and normal are: the object-space point, the normal the box projection
+// chooses its face by, and the "uv" varying.
+struct ChannelPoint {
+    Float3 P;
+    Float3 N;
+    Float2 uv;
+};
 
 struct ChannelResult {
     Float4 color;
@@ -28,9 +41,21 @@ struct ChannelResult {
     Float3 bitangent{0.0f, 0.0f, 0.0f};
 };
 
-// P, N: the object-space point and the normal the box projection chooses its face by; uv: the
-// "uv" varying. Modes outside the variant's range give what mode -1 gives.
-ChannelResult evaluateTextureChannel(const TextureChannel& channel, ChannelVariant variant, Float3 P, Float3 N,
-                                     Float2 uv, bool alphaAsGrey, Float3 tint, bool boxSwitch);
+// Modes outside the variant's range give what mode -1 gives. The tint multiplies the legacy
+// variant's texel colour (not its alpha read as grey, nor the constant).
+ChannelResult evaluateTextureChannel(const TextureChannel& channel, ChannelVariant variant, const ChannelPoint& at,
+                                     TexelRead read, Float3 tint, BoxXFace xFace);
+
+// A mask: (1, 1, 1) cuts the surface away, (0, 0, 0) keeps it. Textured modes can be inverted;
+// the planar mode can also cut everything outside the slab -1 <= z' <= 1 of its projection.
+struct MaskChannel {
+    TextureChannel channel;  // modes -1 to 4
+    TexelRead read;
+    bool invert;
+};
+
+enum class PlanarSlab : uint8_t { Cut, Kept };
+
+Float3 evaluateMaskChannel(const MaskChannel& mask, const ChannelPoint& at, BoxXFace xFace, PlanarSlab slab);
 
 }  // namespace ksi

@@ -36,8 +36,9 @@ constexpr std::array<Declaration, 19> kPaintRows = {{
 }};
 constexpr auto kDeclarations = concatRows(commonInputRows<XRiteParams>(), kPaintRows);
 
-// The flake grid never spans more cells a side than this, whatever maxFlakes and flakeFactor
-// say, so a huge or infinite setting costs a bounded time (the defaults ask for at most 28).
+// The flake grid never spans more cells a side than this. The cap only binds for absurd values
+// (the defaults ask for at most 28) and keeps a garbage value of maxFlakes or flakeFactor, huge or
+// infinite, from hanging a render.
 constexpr float kMaxFlakeCellsPerSide = 256.0f;
 
 struct FlakeGrid {
@@ -136,6 +137,25 @@ FlakeTerms gatherFlakes(const XRiteParams& p, const ShadingRecord& record, const
     sums.sparkle *= normalisation;
     return sums;
 }
+
+// Both normals turn together: on request, and towards the viewer on back-side hits.
+float normalSign(const XRiteParams& p, const ShadingRecord& record) {
+    if (p.faceForward && dot(record.rayDir, record.geomNormal) > 0.0f) return -1.0f;
+    return p.reverseNormal ? -1.0f : 1.0f;
+}
+
+// The paint under its clear coat of reflectance F: the diffuse cube's base, encoded for display
+// before the flakes are added on top of it. Glints sit under the clear coat and fade with its
+// reflectance a second time.
+Float3 paintUnderCoat(const XRiteParams& p, Float3 n, float F, const FlakeTerms& flakes) {
+    Float3 color = encodeSrgb(lookupCubeAlong(p.diffuseCube, n).xyz() * p.xriteDiffuse * p.diffIntensity);
+    if (!p.xriteIsSolid) {
+        const float k = p.coarseness;
+        const float a = 1.0f - F;
+        color = color + (1.0f - k) * flakes.sparkle + a * a * a * k * flakes.glint;
+    }
+    return color * (1.0f - F);
+}
 }  // namespace
 
 void XRite::declareParameters(ShaderParamRegistry* registry) {
@@ -150,9 +170,7 @@ void XRite::shade(RenderServices* services, ShadingRecord* record) const {
         return;
     }
 
-    // Both normals turn together: on request, and towards the viewer on back-side hits.
-    float sgn = p.reverseNormal ? -1.0f : 1.0f;
-    if (p.faceForward && dot(record->rayDir, record->geomNormal) > 0.0f) sgn = -1.0f;
+    const float sgn = normalSign(p, *record);
     const Float3 n = sgn * record->normal;
     const Float3 no = sgn * record->objectNormal;
 
@@ -178,25 +196,16 @@ void XRite::shade(RenderServices* services, ShadingRecord* record) const {
     Float3 reflection;
     services->traceReflection(&reflection, &record->position, &r, 1.0f);
     const float F = fresnelQuadruple(1.0f - saturate(Vl.z), p.fresnel);
-
-    // The base is encoded for display before the flakes are added on top of it.
-    Float3 color = encodeSrgb(lookupCubeAlong(p.diffuseCube, n).xyz() * p.xriteDiffuse * p.diffIntensity);
-    if (!p.xriteIsSolid) {
-        // Glints sit under the clear coat and fade with its reflectance a second time.
-        const float k = p.coarseness;
-        const float a = 1.0f - F;
-        color = color + (1.0f - k) * flakes.sparkle + a * a * a * k * flakes.glint;
-    }
-    color = color * (1.0f - F);
+    const Float3 color = paintUnderCoat(p, n, F, flakes);
 
     // Occlusion is queried around the surface as the host gave it, not the turned normal.
     const Float3 ao = evaluateAmbientOcclusion(p.common, services, readVarying<Float2>(*record, kVaryings.uv1),
                                                readVarying<Float4>(*record, kVaryings.vtxcolor), Float3(0.0f),
                                                record->position, record->normal, record->rayDir,
                                                record->geomNormal, 1.0f - minComponent(m));
-    color = saturate3(ao * (color + reflection * F));
+    const Float3 lit = saturate3(ao * (color + reflection * F));
     // The alpha stays the host's: only the colour is blended with what lies behind.
-    setRgb(record->outColor, blendWithTransmission(services, *record, m, Float4(color, 1.0f)).xyz());
+    setRgb(record->outColor, blendWithTransmission(services, *record, m, Float4(lit, 1.0f)).xyz());
 }
 
 void XRite::shadowTransmittance(RenderServices*, ShadingRecord* record) const {

@@ -1,6 +1,8 @@
 #include "materials/utility/shadow_plane_material.h"
 
 #include "frame/exports.h"
+#include "shading/shadow_catch.h"
+#include "shading/weight_carrying_sample.h"
 
 namespace ksi {
 
@@ -22,33 +24,13 @@ void kestrel_Mtl_ShadowPlane::shade(RenderServices* services, ShadingRecord* rec
         record->noContribution = 1;
         return;
     }
-    // total: the light that would arrive unshadowed; lit: what arrives, each light weighted by
-    // its strongest shadowed channel.
-    float total = 0.0f;
-    Float3 lit(0.0f);
-    for (const LightSample* light = services->getLightSamples(0, &record->position, &record->normal); light;
-         light = light->next) {
-        total += maxComponent(light->color);
-        float k = maxComponent(light->shadow * light->color);
-        lit += light->shadow * k;
-    }
-    Float3 ao;
-    services->ambientOcclusion(&ao, &record->position, &record->normal, 1.0f);
+    const CaughtShadow caught = catchShadow(services, *record);
     // Nothing blocked and nothing occluded: nothing to draw.
-    if (lit == Float3(total) && ao == Float3(1.0f)) {
+    if (caught.lit == Float3(caught.total) && caught.occlusion == Float3(1.0f)) {
         record->noContribution = 1;
         return;
     }
-
-    Float3 ratio = total == 0.0f ? Float3(1.0f) : lit / total;
-    const float i = params.shadowIntensity;
-    const Float3& K = params.shadowColor;
-    auto factor = [&](float r, float a, float k) {
-        float shadow = r + (1.0f - r) * (k * i + (1.0f - i));
-        float occlusion = a + (1.0f - a) * k;
-        return shadow * occlusion;
-    };
-    Float3 F(factor(ratio.x, ao.x, K.x), factor(ratio.y, ao.y, K.y), factor(ratio.z, ao.z, K.z));
+    const Float3 F = shadowFactor(caught, params.shadowColor, params.shadowIntensity);
 
     // A camera ray continues as a continuation ray, so what lies behind still sees the backplate.
     int32_t type = record->rayType == kRayCamera ? kRayContinuation : record->rayType;
@@ -66,11 +48,7 @@ void kestrel_Mtl_ShadowPlane::shadowTransmittance(RenderServices*, ShadingRecord
 
 // The plane always continues the ray unchanged, whatever the host asked for.
 void kestrel_Mtl_ShadowPlane::sampleBsdf(RenderServices*, ShadingRecord* record) const {
-    record->sampleDir = record->rayDir;
-    record->sampleWeight = Float3(1.0f);
-    record->sampleCos = 1.0f;
-    record->samplePdf = 1.0f;
-    record->sampleLobe = kLobeSpecularReflection;
+    writeWeightCarryingSample(*record, record->rayDir, Float3(1.0f), kLobeSpecularReflection);
 }
 
 }  // namespace ksi
