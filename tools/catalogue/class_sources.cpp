@@ -2,6 +2,12 @@
 
 #include "lights/point_light.h"
 #include "lights/spot_light.h"
+#include "materials/utility/ambient_only_material.h"
+#include "materials/utility/normals_only_material.h"
+#include "materials/utility/shadow_plane_material.h"
+#include "materials/utility/solid_material.h"
+#include "materials/utility/unlit_material.h"
+#include "shading/common_inputs.h"
 
 namespace kestrel::catalogue {
 
@@ -20,12 +26,24 @@ std::vector<ParamDoc> joined(Lists... lists) {
     return all;
 }
 
+// The inputs most materials share; a class that declares only some of them finds its own.
+std::vector<ParamDoc> commonDocs() {
+    return joined(KS_BLOCK_DOCS(KS_AMBIENT_OCCLUSION_INPUTS), KS_BLOCK_DOCS(KS_MASKING_INPUTS),
+                  KS_BLOCK_DOCS(KS_LATTICE_AO_INPUT), KS_BLOCK_DOCS(KS_GLOBAL_CLIP_INPUTS),
+                  KS_BLOCK_DOCS(KS_COMMON_TINT_INPUTS));
+}
+
 }  // namespace
 
 const std::vector<ClassSource>& classSources() {
     static const std::vector<ClassSource> sources = {
         entry("znPointLight", ksi::kPointLightDoc, KS_BLOCK_DOCS(KS_POINT_LIGHT_PARAMETERS)),
         entry("znSpotLight", ksi::kSpotLightDoc, KS_BLOCK_DOCS(KS_SPOT_LIGHT_PARAMETERS)),
+        entry("kestrel_Mtl_Solid", ksi::kSolidDoc, KS_BLOCK_DOCS(KS_SOLID_PARAMETERS)),
+        entry("kestrel_Mtl_NormalsOnly", ksi::kNormalsOnlyDoc, KS_BLOCK_DOCS(KS_NORMALS_ONLY_PARAMETERS)),
+        entry("kestrel_Mtl_Unlit", ksi::kUnlitDoc, KS_BLOCK_DOCS(KS_UNLIT_PARAMETERS)),
+        entry("kestrel_Mtl_ShadowPlane", ksi::kShadowPlaneDoc, KS_BLOCK_DOCS(KS_SHADOW_PLANE_PARAMETERS)),
+        entry("kestrel_Mtl_AmbientOnly", ksi::kAmbientOnlyDoc, commonDocs()),
     };
     return sources;
 }

@@ -15,7 +15,7 @@ namespace {
 using P = DielectricParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
+    commonInputRows<P>(), latticeAORows<P>(),
     tangentVaryingRows(),
     globalClipRows<P>(),
     std::array{

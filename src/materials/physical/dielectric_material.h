@@ -10,7 +10,7 @@ namespace ksi {
 
 struct DielectricParams {
     CommonMaterialInputs common;
-    ParamBool LatticeAODisable = false;
+    KS_BLOCK_MEMBERS(KS_LATTICE_AO_INPUT)
     GlobalClipInputs clip;
     ParamBool u_transmittanceMapEnable = false;
     TextureHandle u_transmittanceMap;

@@ -14,7 +14,7 @@ namespace {
 using P = GlazingParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
+    commonInputRows<P>(), latticeAORows<P>(),
     tangentVaryingRows(),
     globalClipRows<P>(),
     std::array{

@@ -9,7 +9,7 @@ namespace ksi {
 
 struct GlazingParams {
     CommonMaterialInputs common;
-    ParamBool LatticeAODisable = false;
+    KS_BLOCK_MEMBERS(KS_LATTICE_AO_INPUT)
     GlobalClipInputs clip;
     float u_reflectance = 0.1f;  // reflected fraction: u_reflectance^2 / u_level
     Float3 u_reflectColor{1.0f, 1.0f, 1.0f};

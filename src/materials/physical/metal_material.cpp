@@ -19,7 +19,7 @@ namespace {
 using P = MetalParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)}, globalClipRows<P>(),
+    commonInputRows<P>(), latticeAORows<P>(), globalClipRows<P>(),
     std::array{
         KS_PARAM(P, u_flecksEnable), KS_PARAM(P, u_flecksDiffuseColor), KS_PARAM(P, u_flecksSpecularColor),
         KS_PARAM(P, u_flecksSize), KS_PARAM(P, u_flecksDensity), KS_PARAM(P, u_patternEnable),

@@ -11,7 +11,7 @@ namespace ksi {
 
 struct MetalParams {
     CommonMaterialInputs common;
-    ParamBool LatticeAODisable = false;
+    KS_BLOCK_MEMBERS(KS_LATTICE_AO_INPUT)
     GlobalClipInputs clip;
     ParamBool u_flecksEnable = false;
     Float3 u_flecksDiffuseColor{1.0f, 1.0f, 1.0f};

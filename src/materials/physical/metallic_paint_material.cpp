@@ -16,7 +16,7 @@ namespace {
 using P = MetallicPaintParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
+    commonInputRows<P>(), latticeAORows<P>(),
     tangentVaryingRows(),
     globalClipRows<P>(),
     std::array{

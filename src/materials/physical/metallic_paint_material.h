@@ -10,7 +10,7 @@ namespace ksi {
 
 struct MetallicPaintParams {
     CommonMaterialInputs common;
-    ParamBool LatticeAODisable = false;
+    KS_BLOCK_MEMBERS(KS_LATTICE_AO_INPUT)
     GlobalClipInputs clip;
     ParamBool u_topcoatEnable = false;
     int32_t u_pearl = 0;

@@ -10,7 +10,7 @@ namespace {
 using P = MirrorParams;
 
 constexpr auto kDeclarations =
-    concatRows(commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)}, globalClipRows<P>(),
+    concatRows(commonInputRows<P>(), latticeAORows<P>(), globalClipRows<P>(),
                std::array{KS_PARAM(P, u_tintColor)}, commonTintRows<P>(),
                std::array{varying(kVaryingFloat2, "uv", 24)});
 

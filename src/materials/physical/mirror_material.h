@@ -9,7 +9,7 @@ namespace ksi {
 
 struct MirrorParams {
     CommonMaterialInputs common;  // the occlusion members are declared and copied, never evaluated
-    ParamBool LatticeAODisable = false;
+    KS_BLOCK_MEMBERS(KS_LATTICE_AO_INPUT)
     GlobalClipInputs clip;
     Float3 u_tintColor{0.0f, 0.0f, 0.0f};  // the mirror's reflectance: black reflects nothing
     CommonTint tint;

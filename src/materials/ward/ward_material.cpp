@@ -10,7 +10,7 @@ using P = WardParams;
 
 constexpr auto kDeclarations = concatRows(
     commonInputRows<P>(),
-    tangentVaryingRows(), std::array{KS_PARAM(P, LatticeAODisable)},
+    tangentVaryingRows(), latticeAORows<P>(),
     globalClipRows<P>(),
     wardMemberRows<P>(),
     std::array{KS_PARAM(P, u_isDecal), KS_PARAM(P, u_decalTransform)},

@@ -13,7 +13,7 @@ namespace ksi {
 
 struct WardParams {
     CommonMaterialInputs common;
-    ParamBool LatticeAODisable = false;
+    KS_BLOCK_MEMBERS(KS_LATTICE_AO_INPUT)
     GlobalClipInputs clip;
     // Procedure map: 1 rotated noise, 2 cellular with turbulence, 3 ridged noise, 5-7 noise bumps.
     int32_t u_procedureMapEnable = 0;

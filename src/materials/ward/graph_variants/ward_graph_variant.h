@@ -99,7 +99,7 @@ class WardGraphVariant : public ParameterizedShader<MaterialShader, WardGraphPar
 
     static constexpr auto kDeclarations = concatRows(
         tangentVaryingRows(kWardGraphVaryings.bitangent, kWardGraphVaryings.tangent, kWardGraphVaryings.uv),
-        std::array{KS_PARAM(WardParams, LatticeAODisable)},
+        latticeAORows<WardParams>(),
         wardMemberRows<WardParams>(),
         nodes::graphRows(kWardGraphMembers<Graphs>),
         commonInputRows<WardParams>(kWardGraphVaryings.uv1, kWardGraphVaryings.vtxcolor));
