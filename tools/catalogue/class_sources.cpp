@@ -1,5 +1,8 @@
 #include "class_sources.h"
 
+#include "environments/background_geometry.h"
+#include "environments/backplate_environment.h"
+#include "environments/default_environment.h"
 #include "lights/point_light.h"
 #include "lights/spot_light.h"
 #include "materials/utility/ambient_only_material.h"
@@ -44,6 +47,9 @@ const std::vector<ClassSource>& classSources() {
         entry("kestrel_Mtl_Unlit", ksi::kUnlitDoc, KS_BLOCK_DOCS(KS_UNLIT_PARAMETERS)),
         entry("kestrel_Mtl_ShadowPlane", ksi::kShadowPlaneDoc, KS_BLOCK_DOCS(KS_SHADOW_PLANE_PARAMETERS)),
         entry("kestrel_Mtl_AmbientOnly", ksi::kAmbientOnlyDoc, commonDocs()),
+        entry("kestrel_Env_Default", ksi::kDefaultEnvironmentDoc, KS_BLOCK_DOCS(KS_DEFAULT_ENVIRONMENT_PARAMETERS)),
+        entry("kestrel_Env_Backplate", ksi::kBackplateEnvironmentDoc, KS_BLOCK_DOCS(KS_BACKPLATE_ENVIRONMENT_PARAMETERS)),
+        entry("BackgroundGeometry", ksi::kBackgroundGeometryDoc, KS_BLOCK_DOCS(KS_BACKGROUND_GEOMETRY_PARAMETERS)),
     };
     return sources;
 }
