@@ -5,6 +5,8 @@
 #include "environments/default_environment.h"
 #include "lights/point_light.h"
 #include "lights/spot_light.h"
+#include "materials/physical/dielectric_material.h"
+#include "materials/physical/mirror_material.h"
 #include "materials/utility/ambient_only_material.h"
 #include "materials/utility/normals_only_material.h"
 #include "materials/utility/shadow_plane_material.h"
@@ -50,6 +52,8 @@ const std::vector<ClassSource>& classSources() {
         entry("kestrel_Env_Default", ksi::kDefaultEnvironmentDoc, KS_BLOCK_DOCS(KS_DEFAULT_ENVIRONMENT_PARAMETERS)),
         entry("kestrel_Env_Backplate", ksi::kBackplateEnvironmentDoc, KS_BLOCK_DOCS(KS_BACKPLATE_ENVIRONMENT_PARAMETERS)),
         entry("BackgroundGeometry", ksi::kBackgroundGeometryDoc, KS_BLOCK_DOCS(KS_BACKGROUND_GEOMETRY_PARAMETERS)),
+        entry("kestrel_Mtl_Mirror", ksi::kMirrorDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_MIRROR_PARAMETERS))),
+        entry("kestrel_Mtl_Dielectric", ksi::kDielectricDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_DIELECTRIC_PARAMETERS))),
     };
     return sources;
 }
