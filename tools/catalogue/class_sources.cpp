@@ -6,6 +6,8 @@
 #include "lights/point_light.h"
 #include "lights/spot_light.h"
 #include "materials/physical/dielectric_material.h"
+#include "materials/physical/glazing_material.h"
+#include "materials/physical/metallic_paint_material.h"
 #include "materials/physical/mirror_material.h"
 #include "materials/utility/ambient_only_material.h"
 #include "materials/utility/normals_only_material.h"
@@ -54,6 +56,8 @@ const std::vector<ClassSource>& classSources() {
         entry("BackgroundGeometry", ksi::kBackgroundGeometryDoc, KS_BLOCK_DOCS(KS_BACKGROUND_GEOMETRY_PARAMETERS)),
         entry("kestrel_Mtl_Mirror", ksi::kMirrorDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_MIRROR_PARAMETERS))),
         entry("kestrel_Mtl_Dielectric", ksi::kDielectricDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_DIELECTRIC_PARAMETERS))),
+        entry("kestrel_Mtl_Glazing", ksi::kGlazingDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_GLAZING_PARAMETERS))),
+        entry("kestrel_Mtl_MetallicPaint", ksi::kMetallicPaintDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_METALLIC_PAINT_PARAMETERS), KS_BLOCK_DOCS(KS_PAINT_ORIENTATION_PARAMETERS))),
     };
     return sources;
 }
