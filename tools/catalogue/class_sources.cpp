@@ -7,6 +7,7 @@
 #include "lights/spot_light.h"
 #include "materials/physical/dielectric_material.h"
 #include "materials/physical/glazing_material.h"
+#include "materials/physical/metal_material.h"
 #include "materials/physical/metallic_paint_material.h"
 #include "materials/physical/mirror_material.h"
 #include "materials/utility/ambient_only_material.h"
@@ -58,6 +59,7 @@ const std::vector<ClassSource>& classSources() {
         entry("kestrel_Mtl_Dielectric", ksi::kDielectricDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_DIELECTRIC_PARAMETERS))),
         entry("kestrel_Mtl_Glazing", ksi::kGlazingDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_GLAZING_PARAMETERS))),
         entry("kestrel_Mtl_MetallicPaint", ksi::kMetallicPaintDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_METALLIC_PAINT_PARAMETERS), KS_BLOCK_DOCS(KS_PAINT_ORIENTATION_PARAMETERS))),
+        entry("kestrel_Mtl_Metal", ksi::kMetalDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_METAL_PARAMETERS))),
     };
     return sources;
 }
