@@ -15,6 +15,7 @@
 #include "materials/utility/shadow_plane_material.h"
 #include "materials/utility/solid_material.h"
 #include "materials/utility/unlit_material.h"
+#include "materials/ward/ward_material.h"
 #include "shading/common_inputs.h"
 
 namespace kestrel::catalogue {
@@ -60,6 +61,7 @@ const std::vector<ClassSource>& classSources() {
         entry("kestrel_Mtl_Glazing", ksi::kGlazingDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_GLAZING_PARAMETERS))),
         entry("kestrel_Mtl_MetallicPaint", ksi::kMetallicPaintDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_METALLIC_PAINT_PARAMETERS), KS_BLOCK_DOCS(KS_PAINT_ORIENTATION_PARAMETERS))),
         entry("kestrel_Mtl_Metal", ksi::kMetalDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_METAL_PARAMETERS))),
+        entry("kestrel_Mtl_Ward", ksi::kWardDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_WARD_PARAMETERS), KS_BLOCK_DOCS(KS_WARD_DECAL_PARAMETERS))),
     };
     return sources;
 }

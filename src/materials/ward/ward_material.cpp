@@ -13,7 +13,7 @@ constexpr auto kDeclarations = concatRows(
     tangentVaryingRows(), latticeAORows<P>(),
     globalClipRows<P>(),
     wardMemberRows<P>(),
-    std::array{KS_PARAM(P, u_isDecal), KS_PARAM(P, u_decalTransform)},
+    KS_BLOCK_ROWS(P, KS_WARD_DECAL_PARAMETERS),
     commonTintRows<P>());
 }  // namespace
 
