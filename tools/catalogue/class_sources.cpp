@@ -8,6 +8,7 @@
 #include "environments/default_environment.h"
 #include "lights/point_light.h"
 #include "lights/spot_light.h"
+#include "materials/legacy/marigold_legacy_material.h"
 #include "materials/legacy/xrite_material.h"
 #include "materials/physical/dielectric_material.h"
 #include "materials/physical/glazing_material.h"
@@ -152,6 +153,7 @@ const std::vector<ClassSource>& classSources() {
         variant<ksi::Ward_ccb3a2e6_Graphs>("kestrel_Mtl_Ward_ccb3a2e6", ksi::kWard_ccb3a2e6_Doc),
         variant<ksi::Ward_f05db29e_Graphs>("kestrel_Mtl_Ward_f05db29e", ksi::kWard_f05db29e_Doc),
         entry("XRite", ksi::kXRiteDoc, joined(commonDocs(), KS_BLOCK_DOCS(KS_XRITE_PARAMETERS))),
+        entry("MarigoldLegacy", ksi::kMarigoldLegacyDoc, KS_BLOCK_DOCS(KS_MARIGOLD_LEGACY_PARAMETERS)),
     };
     return sources;
 }
