@@ -62,8 +62,9 @@ inline constexpr ClassDoc kBackplateEnvironmentDoc{
     "through a virtual backplate camera.",
     "Camera rays see the backplate chosen by backgroundMode; reflection rays see environmentSourceImage as a "
     "lat-long image rotated by globalIBLMatrix, times globalIBLGainValue. Every answer has alpha 0.",
-    "Nothing for the backdrop (mode 0 shows backgroundColor); mode 2 needs custom2DBackground with uv_scale set "
-    "to 1 over the image size in pixels.",
+    "Nothing for the backdrop (mode 0 shows backgroundColor). Mode 2 needs custom2DBackground, uv_scale set to 1 "
+    "over the image size in pixels and render_size set to the image size (its y flips v; at the default -1 the "
+    "image is never hit).",
 };
 
 class kestrel_Env_Backplate final : public ParameterizedShader<EnvironmentShader, BackplateEnvironmentParams> {
