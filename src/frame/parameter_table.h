@@ -4,6 +4,7 @@
 // order. A table of Declaration rows (name, registry operation, offset of the member) drives
 // declareParameters, so a class's declarations are data, read top to bottom like its parameter
 // list; copyParameters is a plain copy of the block, which copies texture handles shallowly.
+// Both the struct's members and the rows come from one list per block (below), written once.
 #pragma once
 
 #include <algorithm>
@@ -66,7 +67,7 @@ constexpr ParamKind paramKindOf() {
         // A bool member would be undefined for the other nonzero bytes a host may write.
         static_assert(!std::is_same_v<T, bool>, "bool parameters are ParamBool members");
         static_assert(std::is_same_v<T, bool> || std::is_void_v<T>,
-                      "texture members need KS_TEXTURE, KS_CUBE_TEXTURE or KS_DATA_TEXTURE");
+                      "texture members are T(Texture|DataTexture|CubeTexture, ...) entries of a list");
         return ParamKind::Bool;
     }
 }
@@ -80,24 +81,9 @@ constexpr Declaration paramRow(const char* name, std::size_t offset) {
     return {paramKindOf<T>(), 0, name, static_cast<uint32_t>(offset)};
 }
 
-template <class T>
 constexpr Declaration textureRow(ParamKind kind, const char* name, std::size_t offset) {
-    static_assert(std::is_same_v<T, TextureHandle>, "texture rows must name a TextureHandle member");
     return {kind, 0, name, static_cast<uint32_t>(offset)};
 }
-
-// Rows whose host-visible name is the member's own name.
-#define KS_PARAM(Block, member) ::ksi::paramRow<decltype(Block::member)>(#member, offsetof(Block, member))
-#define KS_TEXTURE(Block, member) \
-    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::Texture, #member, offsetof(Block, member))
-#define KS_CUBE_TEXTURE(Block, member) \
-    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::CubeTexture, #member, offsetof(Block, member))
-#define KS_DATA_TEXTURE(Block, member) \
-    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::DataTexture, #member, offsetof(Block, member))
-
-// Rows for members reached through a nested block (`common.maskingMode`), named explicitly.
-#define KS_PARAM_AT(Block, path, name) ::ksi::paramRow<decltype(Block::path)>(name, offsetof(Block, path))
-#define KS_TEXTURE_AT(Block, path, name, kind) ::ksi::textureRow<decltype(Block::path)>(kind, name, offsetof(Block, path))
 
 // ---------------------------------------------------------------------------------------------
 // A parameter block written once. A class's parameters are one list macro LIST(G, P, T):
@@ -117,7 +103,8 @@ constexpr Declaration textureRow(ParamKind kind, const char* name, std::size_t o
 #define KS_BLOCK_MEMBERS(LIST) LIST(KS_SKIP_GROUP, KS_MEMBER_OF_P, KS_MEMBER_OF_T)
 
 #define KS_ROW_OF_P(Type, member, initialiser, ...) ::ksi::paramRow<Type>(#member, offsetof(KsBlock, member)),
-#define KS_ROW_OF_T(Operation, member, ...) ::ksi::textureRow<TextureHandle>(::ksi::ParamKind::Operation, #member, offsetof(KsBlock, member)),
+#define KS_ROW_OF_T(Operation, member, ...) \
+    ::ksi::textureRow(::ksi::ParamKind::Operation, #member, offsetof(KsBlock, member)),
 // The rows of LIST's members, which Block holds directly (or at the same offsets).
 #define KS_BLOCK_ROWS(Block, LIST) \
     ([] { using KsBlock = Block; return std::array{LIST(KS_SKIP_GROUP, KS_ROW_OF_P, KS_ROW_OF_T)}; }())
