@@ -17,8 +17,8 @@ namespace ksi {
           "vector)."))                                                                                             \
     G("grading")                                                                                                   \
     P(Float2, reflectIBLContrast, (Float2{0.5f, 1.0f}),                                                            \
-      vec("(pivot, contrast): each channel becomes c k + (1 - k) pivot; a contrast of exactly 1 skips the step."   \
-          ).soft(0, 2))                                                                                            \
+      vec("(pivot, contrast): each channel becomes c k + (1 - k) pivot; a contrast of exactly 1 skips the step.")  \
+          .soft(0, 2))                                                                                             \
     P(int32_t, reflectIBLGainMode, 0,                                                                              \
       mode("Whether the image is made grey before the gain.",                                                      \
           "0 colour (any value but 2); 2 grey by IBLLuminanceFactors"))                                            \

@@ -5,14 +5,14 @@
 
 namespace ksi {
 
-#define KS_POINT_LIGHT_PARAMETERS(G, P, T)                                                                 \
-    G("light")                                                                                             \
-    P(Float3, color, (Float3{1.0f, 0.5f, 0.1f}),                                                           \
-      colour("Colour and intensity of the light before the distance falloff.").soft(0, 10))               \
+#define KS_POINT_LIGHT_PARAMETERS(G, P, T)                                                                          \
+    G("light")                                                                                                      \
+    P(Float3, color, (Float3{1.0f, 0.5f, 0.1f}),                                                                    \
+      colour("Colour and intensity of the light before the distance falloff.").soft(0, 10))                         \
     P(ParamBool, castShadows, true, toggle("Asks the host for a shadow factor; off, the light is never shadowed.")) \
-    P(float, range, 10000.0f, distance("Points farther than this are not lit at all.").soft(0, 10000))    \
-    P(Float3, attenuationFactors, (Float3{1.0f, 0.0f, 0.0f}),                                               \
-      vec("Falloff 1 - (distance / x)^y, clamped to 0-1: x the distance where the light reaches black, y the " \
+    P(float, range, 10000.0f, distance("Points farther than this are not lit at all.").soft(0, 10000))              \
+    P(Float3, attenuationFactors, (Float3{1.0f, 0.0f, 0.0f}),                                                       \
+      vec("Falloff 1 - (distance / x)^y, clamped to 0-1: x the distance where the light reaches black, y the "      \
           "exponent (the default 0 makes the light black everywhere); z is not used."))
 
 struct PointLightParams {

@@ -5,18 +5,18 @@
 
 namespace ksi {
 
-#define KS_SPOT_LIGHT_PARAMETERS(G, P, T)                                                                  \
-    G("light")                                                                                             \
-    P(Float3, color, (Float3{0.1f, 1.0f, 0.5f}),                                                           \
-      colour("Colour and intensity of the light before the cone and distance falloff.").soft(0, 10))      \
-    P(float, range, 10000.0f, distance("Points farther than this are not lit at all.").soft(0, 10000))    \
-    P(Float3, attenuationFactors, (Float3{1.0f, 0.0f, 0.0f}),                                               \
-      vec("x, y: distance falloff 1 - (distance / x)^y clamped to 0-1, black from x on (y = 0 is black "    \
-          "everywhere); z: exponent of the cosine to the axis, narrowing the beam."))                      \
+#define KS_SPOT_LIGHT_PARAMETERS(G, P, T)                                                                           \
+    G("light")                                                                                                      \
+    P(Float3, color, (Float3{0.1f, 1.0f, 0.5f}),                                                                    \
+      colour("Colour and intensity of the light before the cone and distance falloff.").soft(0, 10))                \
+    P(float, range, 10000.0f, distance("Points farther than this are not lit at all.").soft(0, 10000))              \
+    P(Float3, attenuationFactors, (Float3{1.0f, 0.0f, 0.0f}),                                                       \
+      vec("x, y: distance falloff 1 - (distance / x)^y clamped to 0-1, black from x on (y = 0 is black "            \
+          "everywhere); z: exponent of the cosine to the axis, narrowing the beam."))                               \
     P(ParamBool, castShadows, true, toggle("Asks the host for a shadow factor; off, the light is never shadowed.")) \
-    G("cone")                                                                                              \
-    P(float, cosPenumbra, 0.9f, cosine("Cosine of the outer cone angle: beyond it nothing is lit."))       \
-    P(float, cosUmbra, 0.95f,                                                                              \
+    G("cone")                                                                                                       \
+    P(float, cosPenumbra, 0.9f, cosine("Cosine of the outer cone angle: beyond it nothing is lit."))                \
+    P(float, cosUmbra, 0.95f,                                                                                       \
       cosine("Cosine of the inner cone angle: full strength within it, a smooth step out to the outer cone."))
 
 struct SpotLightParams {

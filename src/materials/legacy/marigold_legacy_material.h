@@ -147,17 +147,17 @@ namespace ksi {
       weight("Glossiness handed to the host's traced reflection and refraction.").soft(0, 0.5f))                    \
     P(float, refractiveIndex, 1.0f, ior("Index of refraction of transmitted light (1: straight through)."))         \
     P(float, simulatedThickness, 0.0f,                                                                              \
-      distance("Thickness of a simulated slab: transmitted rays leave offset by it (0: a thin surface)."            \
-          ).soft(0, 1))                                                                                             \
+      distance("Thickness of a simulated slab: transmitted rays leave offset by it (0: a thin surface).")           \
+          .soft(0, 1))                                                                                              \
     G("lighting")                                                                                                   \
     P(int32_t, IBLDiffMode, -1,                                                                                     \
       mode("Which diffuse terms are summed.",                                                                       \
           "-1 host indirect light only, not times the diffuse colour (any value but 0 to 2); 0 indirect, direct "   \
           "and ambient; 1 indirect and direct; 2 indirect and ambient"))                                            \
-    P(int32_t, IBLSpecMode, -1,                                                                                       \
-      mode("Which highlights lights of kind 1 add (other lights always add both).",                                   \
-          "-1 clear-coat highlight only (any value but 0 to 2); 0 both highlights; 1 both highlights; 2 neither "     \
-          "highlight"))                                                                                               \
+    P(int32_t, IBLSpecMode, -1,                                                                                     \
+      mode("Which highlights lights of kind 1 add (other lights always add both).",                                 \
+          "-1 clear-coat highlight only (any value but 0 to 2); 0 both highlights; 1 both highlights; 2 neither "   \
+          "highlight"))                                                                                             \
     P(float, diffuseIBLGainValue, 1.0f, amount("Declared for compatibility; not read by this class."))              \
     P(float, specularIBLGainValue, 1.0f, amount("Declared for compatibility; not read by this class."))             \
     T(CubeTexture, diffuseIBLCube, "Declared for compatibility; not read by this class.")                           \
@@ -218,8 +218,8 @@ namespace ksi {
     P(ParamBool, usePrecalcAO, true, toggle("Lets modes 1 and 2 read precalculated occlusion."))                    \
     G("transparency")                                                                                               \
     P(Float3, absorbanceRGB, (Float3{-1.0f, -1.0f, -1.0f}),                                                         \
-      vec("Absorption per unit length of transmitted light per channel; -1 absorbs everything (the default)."       \
-          ).hard(-1, inf).soft(0, 4))                                                                               \
+      vec("Absorption per unit length of transmitted light per channel; -1 absorbs everything (the default).")      \
+          .hard(-1, inf).soft(0, 4))                                                                                \
     P(ParamBool, useAlpha, true, toggle("Writes coverage (transparency, reflection, mask) into the alpha."))        \
     P(float, globalIllumIntensity, 1.0f, amount("Declared for compatibility; not read by this class."))             \
     G("lighting")                                                                                                   \

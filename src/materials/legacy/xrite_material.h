@@ -15,8 +15,8 @@ namespace ksi {
     P(ParamBool, faceForward, false, toggle("Turns the normals round on hits from behind the geometric surface.")) \
     G("paint")                                                                                                     \
     P(Float3, xriteDiffuse, (Float3{0.0049f, 0.0049f, 0.0045f}),                                                   \
-      colour("Base colour (very dark for measured paints), times the diffuse cube and diffIntensity."              \
-          ).soft(0, 0.1f))                                                                                         \
+      colour("Base colour (very dark for measured paints), times the diffuse cube and diffIntensity.")             \
+          .soft(0, 0.1f))                                                                                          \
     G("flakes")                                                                                                    \
     P(Float3, flakeColor, (Float3{0.104f, 0.106f, 0.108f}),                                                        \
       colour("Colour of the flakes' sharp glints from the reflection cube, times specIntensity."))                 \

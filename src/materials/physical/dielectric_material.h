@@ -38,8 +38,8 @@ namespace ksi {
       toggle("Takes the roughness from u_roughMap's red channel times u_roughAmount instead of u_roughValue."))     \
     T(Texture, u_roughMap, "Roughness in the red channel.")                                                         \
     P(float, u_roughValue, 0.0004f,                                                                                 \
-      weight("Microfacet roughness of the highlights: near 0 clear glass, larger values frosted."                   \
-          ).hard(0, inf).soft(0, 0.5f).by("u_roughMap"))                                                            \
+      weight("Microfacet roughness of the highlights: near 0 clear glass, larger values frosted.")                  \
+          .hard(0, inf).soft(0, 0.5f).by("u_roughMap"))                                                             \
     P(Float3x3, u_roughTransform, Float3x3::identity(), matrix("Transform of uv for u_roughMap."))                  \
     P(float, u_glossyValue, 0.0f,                                                                                   \
       weight("Glossiness handed to the host's traced reflection and refraction: how blurred they are."))            \

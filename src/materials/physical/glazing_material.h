@@ -15,8 +15,8 @@ namespace ksi {
     P(Float3, u_reflectColor, (Float3{1.0f, 1.0f, 1.0f}), colour("Tint of the traced reflection."))                \
     G("transmission")                                                                                              \
     P(Float3, u_refractColor, (Float3{1.0f, 1.0f, 1.0f}),                                                          \
-      colour("Tint of the light passing straight through (unless the transmittance map is on)."                    \
-          ).by("u_transmittanceMap"))                                                                              \
+      colour("Tint of the light passing straight through (unless the transmittance map is on).")                   \
+          .by("u_transmittanceMap"))                                                                               \
     G("reflection")                                                                                                \
     P(float, u_rough, 0.0001f,                                                                                     \
       weight("Microfacet roughness of the highlights from lights.").hard(0, inf).soft(0, 0.5f))                    \

@@ -45,8 +45,8 @@ namespace ksi {
       toggle("Takes the roughness from u_roughMap's red channel instead of u_roughValue."))                          \
     T(Texture, u_roughMap, "Roughness in the red channel.")                                                          \
     P(float, u_roughValue, 0.1f,                                                                                     \
-      weight("Ward roughness along the tangent: small values give a tight highlight."                                \
-          ).hard(0, inf).soft(0, 0.5f).by("u_roughMap"))                                                             \
+      weight("Ward roughness along the tangent: small values give a tight highlight.")                               \
+          .hard(0, inf).soft(0, 0.5f).by("u_roughMap"))                                                              \
     P(Float3x3, u_roughTransform, Float3x3::identity(), matrix("Transform of uv for u_roughMap."))                   \
     P(float, u_glossyValueU, 0.1f,                                                                                   \
       weight("Glossiness along the tangent handed to the host's traced reflection.").soft(0, 0.5f))                  \

@@ -55,9 +55,9 @@ namespace ksi {
     G("flecks")                                                                                                   \
     P(float, u_flecksSize, 0.05f, distance("Size of a fleck cell.").soft(0.001f, 0.2f))
 
-#define KS_PAINT_ORIENTATION_PARAMETERS(G, P, T)                                            \
-    G("orientation")                                                                        \
-    P(ParamBool, reverseNormal, false, toggle("Turns the normals round before shading."))   \
+#define KS_PAINT_ORIENTATION_PARAMETERS(G, P, T)                                          \
+    G("orientation")                                                                      \
+    P(ParamBool, reverseNormal, false, toggle("Turns the normals round before shading.")) \
     P(ParamBool, faceForward, false, toggle("Turns each normal towards the incoming ray."))
 
 struct MetallicPaintParams {

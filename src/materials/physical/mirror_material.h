@@ -7,9 +7,9 @@
 
 namespace ksi {
 
-#define KS_MIRROR_PARAMETERS(G, P, T)                                                    \
-    G("reflection")                                                                      \
-    P(Float3, u_tintColor, (Float3{0.0f, 0.0f, 0.0f}),                                   \
+#define KS_MIRROR_PARAMETERS(G, P, T)                  \
+    G("reflection")                                    \
+    P(Float3, u_tintColor, (Float3{0.0f, 0.0f, 0.0f}), \
       colour("Reflectance colour of the mirror; black (the default) reflects nothing."))
 
 struct MirrorParams {

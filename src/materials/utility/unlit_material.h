@@ -6,8 +6,8 @@
 
 namespace ksi {
 
-#define KS_UNLIT_PARAMETERS(G, P, T)                                                                \
-    G("colour")                                                                                     \
+#define KS_UNLIT_PARAMETERS(G, P, T) \
+    G("colour")                      \
     P(Float3, diffuseColor, (Float3{1.0f, 1.0f, 0.0f}), colour("Flat colour seen by camera rays."))
 
 struct UnlitParams {

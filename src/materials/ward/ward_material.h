@@ -73,8 +73,8 @@ namespace ksi {
       toggle("Takes the roughness from u_roughMap, read as a glossiness (1 sharp, 0 rough)."))                     \
     T(Texture, u_roughMap, "Glossiness in the red channel, turned into a roughness.")                              \
     P(float, u_roughValue, 0.01f,                                                                                  \
-      weight("Ward roughness along the tangent: small values give a tight highlight."                              \
-          ).hard(0, inf).soft(0, 0.5f).by("u_roughMap"))                                                           \
+      weight("Ward roughness along the tangent: small values give a tight highlight.")                             \
+          .hard(0, inf).soft(0, 0.5f).by("u_roughMap"))                                                            \
     P(Float3x3, u_roughTransform, Float3x3::identity(), matrix("Transform of uv for u_roughMap."))                 \
     P(float, u_roughAmount, 1.0f, amount("Scales the red channel of u_roughMap."))                                 \
     G("glossy tracing")                                                                                            \
@@ -139,8 +139,8 @@ namespace ksi {
       toggle("Takes the translucency from u_translucencyMap's red channel."))                                      \
     T(Texture, u_translucencyMap, "Translucency in the red channel.")                                              \
     P(float, u_translucencyValue, 0.0f,                                                                            \
-      weight("How much light lit from behind shows diffusely instead of refracting (with u_transparency)."         \
-          ).by("u_translucencyMap"))                                                                               \
+      weight("How much light lit from behind shows diffusely instead of refracting (with u_transparency).")        \
+          .by("u_translucencyMap"))                                                                                \
     P(Float3x3, u_translucencyTransform, Float3x3::identity(), matrix("Transform of uv for u_translucencyMap."))   \
     P(float, u_translucencyAmount, 1.0f, amount("Scales the red channel of u_translucencyMap."))                   \
     G("cutout")                                                                                                    \
