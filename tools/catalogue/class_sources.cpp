@@ -114,7 +114,9 @@ template <class Graphs>
 ClassSource variant(const char* name, const ksi::ClassDoc& doc) {
     ordered_json graph = ordered_json::array();
     std::apply([&](const auto&... roots) { (addGraphInput(graph, roots), ...); }, ksi::kWardGraphRoots<Graphs>);
-    return entry(name, doc, joined(commonDocs(), KS_BLOCK_DOCS(KS_WARD_PARAMETERS)), std::move(graph));
+    return entry(name, doc,
+                 joined(commonDocs(), KS_BLOCK_DOCS(KS_WARD_PARAMETERS), KS_BLOCK_DOCS(KS_WARD_GRAPH_VARIANT_MEANINGS)),
+                 std::move(graph));
 }
 
 // A node type's members, named by their suffix.

@@ -106,6 +106,7 @@ ordered_json documentedClass(const kestrel::ShaderInstance& shader, std::vector<
     for (const auto& input : source->graph) collectNodes(input.at("node"), nodes);
     for (auto& p : c["parameters"]) {
         const ParamDoc* doc = nullptr;
+        // The last list that explains a name wins, so a class may restate a shared member.
         for (const ParamDoc& d : source->params) {
             if (d.name == p.at("name")) doc = &d;
         }

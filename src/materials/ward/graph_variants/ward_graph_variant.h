@@ -29,6 +29,16 @@ inline constexpr const char* kWardGraphVariantDescription =
     "The node members are named by their path from the Ward input down the graph, and explained once per node "
     "type.";
 
+// Where this revision reads a Ward member differently: its normal maps are height maps. For the
+// explanations only; the members are the Ward's.
+#define KS_WARD_GRAPH_VARIANT_MEANINGS(G, P, T)                                                                   \
+    G("normal map 0")                                                                                             \
+    T(Texture, u_normal0Map, "Height map (red + green + blue) of normal map 0, unless a normal0_map graph takes " \
+      "its place.")                                                                                               \
+    G("normal map 1")                                                                                             \
+    T(Texture, u_normal1Map, "Height map (red + green + blue) of normal map 1, unless a normal0_map graph takes " \
+      "its place.")
+
 // The block: the Ward members first (so the Ward's own rows address them unchanged), then the
 // node members of each input's graph. The clip, decal and tint members of the Ward block are
 // neither declared nor read by this revision.
