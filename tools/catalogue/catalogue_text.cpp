@@ -168,7 +168,8 @@ std::string indexPage(const ordered_json& catalogue) {
         "each parameter with its default, range, labels and meaning. Generated from the catalogue "
         "([format](../catalogue.md)); do not edit by hand. Regenerate the pages with\n\n"
         "```sh\nbuild/release/bin/kestrel-info --markdown docs/materials\n```\n\n"
-        "and the swatches (gallery previews) with `scripts/render-swatches`.\n\n"
+        "and the swatches (gallery previews) with `scripts/render-swatches`. To try a class, name it and its "
+        "parameters in a scene for `kestrel-render` ([scene format](../scene-format.md)).\n\n"
         "| | class | kind | parameters | what it is for |\n|---|---|---|---|---|\n";
     for (const auto& c : catalogue.at("classes")) {
         const std::string name = c.at("name");
