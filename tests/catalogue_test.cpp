@@ -2,11 +2,16 @@
 // against the catalogue of classes the library may hold.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
+
+#include <nlohmann/json.hpp>
 
 #include "test_library.h"
 
@@ -126,6 +131,64 @@ TEST(Catalogue, DeclaringTwiceRepeatsTheSameDeclarations) {
             EXPECT_EQ(again.parameters[i].address, shader.declaration().parameters[i].address);
         }
         EXPECT_EQ(again.varyings.size(), shader.declaration().varyings.size());
+    }
+}
+
+// A catalogue default as the float components it stands for; the shortest decimals in the file
+// read back to the exact floats.
+std::vector<float> floatsOf(const nlohmann::json& value) {
+    std::vector<float> floats;
+    if (value.is_array()) {
+        for (const auto& item : value) {
+            for (float f : floatsOf(item)) floats.push_back(f);
+        }
+    } else if (value.is_number()) {
+        floats.push_back(static_cast<float>(value.get<double>()));
+    }
+    return floats;
+}
+
+bool sameDefault(const nlohmann::json& catalogued, const kestrel::ParameterDeclaration& p) {
+    const kestrel::ParamValue actual = kestrel::readValue(p.type, p.address);
+    if (kestrel::isTexture(p.type)) return catalogued.is_null() && !std::get<ksi::TextureHandle>(actual).object;
+    if (p.type == kestrel::ParamType::Bool) return catalogued == std::get<bool>(actual);
+    if (p.type == kestrel::ParamType::Int) return catalogued == std::get<int32_t>(actual);
+    const std::vector<float> expected = floatsOf(catalogued);
+    if (static_cast<int>(expected.size()) != kestrel::componentCount(p.type)) return false;
+    return std::visit([&](const auto& v) { return std::memcmp(&v, expected.data(), sizeof(float) * expected.size()) == 0; },
+                      actual);
+}
+
+// The catalogue hosts get with the SDK says what the library declares through the registry, and
+// explains every parameter: a meaning, a kind and a group, and a label for every mode value.
+TEST(Catalogue, InstalledCatalogueMatchesTheDeclarationsAndExplainsEveryParameter) {
+    std::ifstream file(KESTREL_CATALOGUE_PATH);
+    ASSERT_TRUE(file) << KESTREL_CATALOGUE_PATH;
+    const nlohmann::json catalogue = nlohmann::json::parse(file);
+    std::vector<std::string> names;
+    for (const auto& c : catalogue.at("classes")) names.push_back(c.at("name"));
+    std::vector<std::string> sorted = library().classNames();
+    std::sort(sorted.begin(), sorted.end());
+    ASSERT_EQ(names, sorted) << "every class, sorted by name";
+    for (const auto& c : catalogue.at("classes")) {
+        SCOPED_TRACE(c.at("name").get<std::string>());
+        kestrel::ShaderInstance shader = createShader(c.at("name"));
+        const auto& declared = shader.declaration().parameters;
+        EXPECT_EQ(c.at("capabilities").at("mask"), shader.declaration().capabilities);
+        EXPECT_FALSE(c.at("summary").get<std::string>().empty() || c.at("toSee").get<std::string>().empty());
+        ASSERT_EQ(c.at("parameters").size(), declared.size());
+        for (std::size_t i = 0; i < declared.size(); ++i) {
+            const auto& p = c.at("parameters")[i];
+            SCOPED_TRACE(declared[i].name);
+            EXPECT_EQ(p.at("name"), declared[i].name);
+            EXPECT_EQ(p.at("type"), kestrel::typeName(declared[i].type));
+            EXPECT_TRUE(sameDefault(p.at("default"), declared[i])) << p.at("default");
+            for (const char* field : {"meaning", "kind", "group"}) EXPECT_FALSE(p.at(field).get<std::string>().empty()) << field;
+            if (p.at("kind") == "mode") {
+                EXPECT_FALSE(p.at("labels").empty());
+                for (const auto& label : p.at("labels")) EXPECT_FALSE(label.at("label").get<std::string>().empty());
+            }
+        }
     }
 }
 

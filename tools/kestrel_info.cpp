@@ -1,148 +1,87 @@
 // kestrel-info: the catalogue of a shader library. Without a class name it lists every class
-// the library exports; with class names it prints each one's parameters in declaration order
-// with type and default, and its varyings.
-#include <cmath>
-#include <cstdio>
+// the library exports, sorted by name; with class names it explains each one: what it is for,
+// what to set to see anything, its graph, and its parameters in declaration order by group
+// with type, default, meaning, labels and ranges. Names, types and defaults come from the
+// library itself; the explanations from the catalogue installed beside it.
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <cstdlib>
+#include <fstream>
 #include <iostream>
-#include <map>
 #include <memory>
 
 #include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
-#include "parameter_value.h"
-#include "plugin_library.h"
-#include "shader_instance.h"
+#include "catalogue_json.h"
+#include "catalogue_text.h"
 
 namespace {
 
-using kestrel::ParamValue;
-using nlohmann::ordered_json;
+using kestrel::catalogue::ordered_json;
 
 constexpr int kExitLoadFailure = 1;
 constexpr int kExitUnknownClass = 2;
+constexpr std::size_t kDefaultWidth = 100;
 
-// The shortest decimal that reads back as the float: 0.1 rather than the double nearest to
-// 0.1f, 0.10000000149011612.
-ordered_json floatJson(float value) {
-    if (!std::isfinite(value)) return value;
-    return std::strtod(kestrel::formatFloat(value).c_str(), nullptr);
-}
-
-ordered_json floatsJson(const float* values, int count) {
-    ordered_json array = ordered_json::array();
-    for (int i = 0; i < count; ++i) array.push_back(floatJson(values[i]));
-    return array;
-}
-
-ordered_json matrixJson(const float* values, int size) {
-    ordered_json rows = ordered_json::array();
-    for (int row = 0; row < size; ++row) rows.push_back(floatsJson(values + row * size, size));
-    return rows;
-}
-
-ordered_json valueJson(const ParamValue& value) {
-    struct Visitor {
-        ordered_json operator()(bool v) const { return v; }
-        ordered_json operator()(int32_t v) const { return v; }
-        ordered_json operator()(float v) const { return floatJson(v); }
-        ordered_json operator()(const ksi::Float2& v) const { return floatsJson(&v.x, 2); }
-        ordered_json operator()(const ksi::Float3& v) const { return floatsJson(&v.x, 3); }
-        ordered_json operator()(const ksi::Float4& v) const { return floatsJson(&v.x, 4); }
-        ordered_json operator()(const ksi::Float3x3& v) const { return matrixJson(v.m, 3); }
-        ordered_json operator()(const ksi::Float4x4& v) const { return matrixJson(v.m, 4); }
-        ordered_json operator()(const ksi::TextureHandle& v) const {
-            return v.object ? ordered_json("bound") : ordered_json(nullptr);
-        }
-    };
-    return std::visit(Visitor{}, value);
-}
-
-std::string joined(const std::vector<std::string>& words, const char* separator) {
-    std::string text;
-    for (const std::string& word : words) text += (text.empty() ? "" : separator) + word;
-    return text;
-}
-
-ordered_json capabilitiesJson(int32_t mask) {
-    return {{"mask", mask}, {"names", kestrel::capabilityNames(mask)}};
-}
-
-void listClasses(const kestrel::PluginLibrary& library, bool json) {
-    ordered_json classes = ordered_json::array();
-    std::vector<std::vector<std::string>> rows;
-    for (const std::string& name : library.classNames()) {
-        kestrel::ShaderInstance shader(library.findClass(name));
-        const auto& declaration = shader.declaration();
-        classes.push_back({{"name", name},
-                           {"kind", kestrel::kindName(shader.kind())},
-                           {"capabilities", capabilitiesJson(declaration.capabilities)},
-                           {"parameterCount", declaration.parameters.size()}});
-        rows.push_back({name, kestrel::kindName(shader.kind()), std::to_string(declaration.parameters.size()),
-                        std::to_string(declaration.capabilities) + " (" +
-                            joined(kestrel::capabilityNames(declaration.capabilities), ", ") + ")"});
+// The terminal's width, or COLUMNS, or 100 when neither is known (a pipe).
+std::size_t terminalWidth() {
+    winsize size{};
+    if (isatty(STDOUT_FILENO) && ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+    if (const char* columns = std::getenv("COLUMNS")) {
+        const long value = std::strtol(columns, nullptr, 10);
+        if (value > 0) return static_cast<std::size_t>(value);
     }
-    if (json) {
-        std::cout << ordered_json{{"library", library.path()}, {"classes", classes}}.dump(2) << "\n";
-        return;
-    }
-    std::cout << rows.size() << " shader classes in " << library.path() << "\n\n";
-    std::printf("%-28s %-12s %6s  %s\n", "CLASS", "KIND", "PARAMS", "CAPABILITIES");
-    for (const auto& row : rows) {
-        std::printf("%-28s %-12s %6s  %s\n", row[0].c_str(), row[1].c_str(), row[2].c_str(), row[3].c_str());
-    }
+    return kDefaultWidth;
 }
 
-ordered_json describeJson(const kestrel::ShaderInstance& shader) {
-    const auto& declaration = shader.declaration();
-    ordered_json parameters = ordered_json::array();
-    for (const auto& p : declaration.parameters) {
-        parameters.push_back({{"name", p.name},
-                              {"type", kestrel::typeName(p.type)},
-                              {"default", valueJson(kestrel::readValue(p.type, p.address))}});
+// The catalogue beside the tool (../share/kestrel/catalogue.json), or an empty one.
+ordered_json readCatalogue(const std::string& path) {
+    std::ifstream file(path);
+    if (!file) {
+        std::cerr << "kestrel-info: no catalogue at '" << path << "'; showing declarations without explanations\n";
+        return {{"classes", ordered_json::array()}, {"nodeTypes", ordered_json::array()}};
     }
-    ordered_json varyings = ordered_json::array();
-    for (const auto& v : declaration.varyings) {
-        varyings.push_back({{"name", v.name}, {"type", kestrel::varyingTypeName(v.type)}, {"offset", v.offset}});
-    }
-    return {{"name", shader.className()},
-            {"kind", kestrel::kindName(shader.kind())},
-            {"revision", shader.object()->getRevision()},
-            {"capabilities", capabilitiesJson(declaration.capabilities)},
-            {"parameters", parameters},
-            {"varyings", varyings}};
+    return ordered_json::parse(file);
 }
 
-void describeText(const kestrel::ShaderInstance& shader, int32_t apiVersion) {
-    const auto& declaration = shader.declaration();
-    std::cout << shader.className() << ": " << kestrel::kindName(shader.kind()) << ", capabilities "
-              << declaration.capabilities << " (" << joined(kestrel::capabilityNames(declaration.capabilities), ", ")
-              << "), revision " << shader.object()->getRevision() << ", API version " << apiVersion << "\n";
-    std::size_t width = 4;
-    for (const auto& p : declaration.parameters) width = std::max(width, p.name.size());
-    std::cout << "\nParameters (" << declaration.parameters.size() << "):\n";
-    int index = 1;
-    for (const auto& p : declaration.parameters) {
-        std::printf("  %3d  %-*s  %-12s  %s\n", index++, static_cast<int>(width), p.name.c_str(),
-                    kestrel::typeName(p.type), kestrel::formatValue(kestrel::readValue(p.type, p.address)).c_str());
+std::string defaultCataloguePath() {
+    const std::filesystem::path tool = std::filesystem::read_symlink("/proc/self/exe");
+    return (tool.parent_path().parent_path() / "share" / "kestrel" / "catalogue.json").string();
+}
+
+// Every named class (all of them when none is named), as a host sees it, with explanations.
+ordered_json describedClasses(const kestrel::PluginLibrary& library, const ordered_json& catalogue,
+                              std::vector<std::string> names) {
+    if (names.empty()) names = kestrel::catalogue::sortedClassNames(library);
+    std::vector<kestrel::ShaderClass> classes;
+    for (const std::string& name : names) classes.push_back(library.findClass(name));  // throws before any output
+    ordered_json described = ordered_json::array();
+    for (const kestrel::ShaderClass& shaderClass : classes) {
+        kestrel::ShaderInstance shader(shaderClass);
+        ordered_json c = kestrel::catalogue::declaredClass(shader);
+        kestrel::catalogue::addDocs(c, kestrel::catalogue::findClass(catalogue, shader.className()));
+        described.push_back(std::move(c));
     }
-    std::cout << "\nVaryings (" << declaration.varyings.size() << "):\n";
-    for (const auto& v : declaration.varyings) {
-        std::printf("       %-10s %-8s offset %d\n", v.name.c_str(), kestrel::varyingTypeName(v.type), v.offset);
-    }
+    return described;
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    CLI::App app{"Lists the shader classes of a Kestrel Shaders library, or describes the named classes."};
+    CLI::App app{"Lists the shader classes of a Kestrel Shaders library, or explains the named classes."};
     std::vector<std::string> classNames;
     std::string libraryPath = kestrel::PluginLibrary::defaultPath();
+    std::string cataloguePath = defaultCataloguePath();
+    std::string markdownDirectory;
     bool json = false;
-    app.add_option("class", classNames, "Classes to describe (default: list every class)");
+    std::size_t width = terminalWidth();
+    app.add_option("class", classNames, "Classes to explain (default: list every class)");
     app.add_option("--library", libraryPath, "Shader library to read (default: the one installed beside this tool)");
-    app.add_flag("--json", json, "Print JSON instead of text");
+    app.add_option("--catalogue", cataloguePath, "catalogue.json with the explanations (default: ../share/kestrel/)");
+    app.add_flag("--json", json, "Print the catalogue document (docs/catalogue.md) for the classes");
+    app.add_option("--markdown", markdownDirectory, "Write the material reference pages into this directory");
+    app.add_option("--width", width, "Wrap text at this width (default: the terminal's)")->check(CLI::Range(40, 1000));
     CLI11_PARSE(app, argc, argv);
 
     std::unique_ptr<kestrel::PluginLibrary> library;
@@ -152,30 +91,23 @@ int main(int argc, char** argv) {
         std::cerr << "kestrel-info: " << error.what() << "\n";
         return kExitLoadFailure;
     }
-
+    const ordered_json catalogue = readCatalogue(cataloguePath);
     try {
-        if (classNames.empty()) {
-            listClasses(*library, json);
-            return 0;
-        }
-        // Resolve every class before printing anything, so an error leaves no partial output.
-        std::vector<std::pair<std::unique_ptr<kestrel::ShaderInstance>, int32_t>> shaders;
-        for (const std::string& name : classNames) {
-            kestrel::ShaderClass shaderClass = library->findClass(name);
-            shaders.emplace_back(std::make_unique<kestrel::ShaderInstance>(shaderClass), shaderClass.apiVersion);
-        }
-        if (json) {
-            ordered_json out = ordered_json::array();
-            for (const auto& [shader, version] : shaders) {
-                ordered_json entry = describeJson(*shader);
-                entry["apiVersion"] = version;
-                out.push_back(entry);
-            }
-            std::cout << (out.size() == 1 ? out[0] : out).dump(2) << "\n";
+        const bool list = classNames.empty() && !json && markdownDirectory.empty();
+        ordered_json classes = describedClasses(*library, catalogue, classNames);
+        ordered_json document = kestrel::catalogue::document(classes, catalogue.at("nodeTypes"));
+        if (!markdownDirectory.empty()) {
+            kestrel::catalogue::writeMaterialPages(document, markdownDirectory);
+        } else if (json) {
+            document["library"] = library->path();
+            std::cout << document.dump(2) << "\n";
+        } else if (list) {
+            std::cout << classes.size() << " shader classes in " << library->path() << "\n\n"
+                      << kestrel::catalogue::listText(classes, width);
         } else {
-            for (std::size_t i = 0; i < shaders.size(); ++i) {
-                if (i) std::cout << "\n";
-                describeText(*shaders[i].first, shaders[i].second);
+            for (std::size_t i = 0; i < classes.size(); ++i) {
+                const int version = library->findClass(classes[i].at("name")).apiVersion;
+                std::cout << (i ? "\n" : "") << kestrel::catalogue::classText(classes[i], version, width);
             }
         }
     } catch (const kestrel::LoadError& error) {

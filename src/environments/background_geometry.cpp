@@ -11,28 +11,10 @@ namespace ksi {
 namespace {
 using P = BackgroundGeometryParams;
 
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(P, diffuseColor), KS_TEXTURE(P, diffuseTexture), KS_PARAM(P, diffuseMode),
-    KS_PARAM(P, diffuseTextureMatrix), KS_PARAM(P, diffuseAngularRepeat), KS_PARAM(P, diffuseUVMatrix),
-    KS_PARAM(P, diffuseIBLGainColor), KS_PARAM(P, diffuseIBLContrastPivot), KS_PARAM(P, diffuseIBLContrastValue),
-    KS_PARAM(P, diffuseIBLGainSource), KS_PARAM(P, specularColor), KS_TEXTURE(P, specularTexture),
-    KS_PARAM(P, specularMode), KS_PARAM(P, specularTextureMatrix), KS_PARAM(P, specularAngularRepeat),
-    KS_PARAM(P, specularUVMatrix), KS_PARAM(P, specularIBLGainColor), KS_PARAM(P, specularIBLContrastPivot),
-    KS_PARAM(P, specularIBLContrastValue), KS_PARAM(P, specularIBLGainSource), KS_PARAM(P, bumpMode),
-    KS_TEXTURE(P, bumpTexture), KS_PARAM(P, bumpTextureMatrix), KS_PARAM(P, bumpTextureMatrixInverse),
-    KS_PARAM(P, bumpAngularRepeat), KS_PARAM(P, bumpScale), KS_PARAM(P, bumpUVMatrix), KS_PARAM(P, shadowColor),
-    KS_PARAM(P, shadowIntensity), KS_PARAM(P, receiveShadow), KS_PARAM(P, draw_mere_shadow),
-    KS_PARAM(P, useOverriddenReflection), KS_TEXTURE(P, reflectLatlong), KS_PARAM(P, diffuseTextureGainColor),
-    KS_PARAM(P, diffuseTextureGainSource), KS_PARAM(P, diffuseTextureGainValue), KS_PARAM(P, diffuseTextureSatValue),
-    KS_PARAM(P, globalIBLContrastPivot), KS_PARAM(P, globalIBLContrastValue), KS_PARAM(P, globalIBLGainColor),
-    KS_PARAM(P, globalIBLSatValue), KS_PARAM(P, globalIBLGainSource), KS_PARAM(P, globalIBLGainValue),
-    KS_PARAM(P, globalIBLMatrix), KS_PARAM(P, reflectIBLChannelGainColor), KS_PARAM(P, reflectIBLChannelGainSource),
-    KS_PARAM(P, reflectIBLChannelGainValue), KS_PARAM(P, reflectIBLChannelSatValue), KS_PARAM(P, diffuseIBLGainValue),
-    KS_PARAM(P, specularIBLGainValue),
-    varying(kVaryingFloat2, "uv", 0),
-    varying(kVaryingFloat3, "tangent", 8),
-    varying(kVaryingFloat3, "bitangent", 20),
-};
+constexpr auto kDeclarations = concatRows(KS_BLOCK_ROWS(P, KS_BACKGROUND_GEOMETRY_PARAMETERS),
+                                          std::array{varying(kVaryingFloat2, "uv", 0),
+                                                     varying(kVaryingFloat3, "tangent", 8),
+                                                     varying(kVaryingFloat3, "bitangent", 20)});
 
 // Parts whose normal is within about 25 degrees of straight up catch shadows and block them.
 constexpr float kUpwardFacing = 0.9f;

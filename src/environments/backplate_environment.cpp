@@ -8,27 +8,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(BackplateEnvironmentParams, IBLLuminanceFactors),
-    KS_PARAM(BackplateEnvironmentParams, globalIBLMatrix),
-    KS_PARAM(BackplateEnvironmentParams, globalIBLGainValue),
-    KS_PARAM(BackplateEnvironmentParams, backgroundColor),
-    KS_TEXTURE(BackplateEnvironmentParams, environmentSourceImage),
-    KS_PARAM(BackplateEnvironmentParams, backgroundMode),
-    KS_TEXTURE(BackplateEnvironmentParams, custom2DBackground),
-    KS_CUBE_TEXTURE(BackplateEnvironmentParams, customCubeBackground),
-    KS_PARAM(BackplateEnvironmentParams, backplateCloseUp),
-    KS_PARAM(BackplateEnvironmentParams, backplateHorizon),
-    KS_PARAM(BackplateEnvironmentParams, camerawindowsize),
-    KS_PARAM(BackplateEnvironmentParams, backplatetransform),
-    KS_PARAM(BackplateEnvironmentParams, backplateCubeRotation),
-    KS_PARAM(BackplateEnvironmentParams, backplateGainValue),
-    KS_PARAM(BackplateEnvironmentParams, uv_scale),
-    KS_PARAM(BackplateEnvironmentParams, uv_offset),
-    KS_PARAM(BackplateEnvironmentParams, render_size),
-    KS_PARAM(BackplateEnvironmentParams, viewport_size),
-    KS_PARAM(BackplateEnvironmentParams, u_hasLightRepresentation),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(BackplateEnvironmentParams, KS_BACKPLATE_ENVIRONMENT_PARAMETERS);
 
 enum BackgroundMode : int32_t {
     kModeFlat = 0,

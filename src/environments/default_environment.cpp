@@ -6,18 +6,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(DefaultEnvironmentParams, IBLLuminanceFactors),
-    KS_PARAM(DefaultEnvironmentParams, globalIBLMatrix),
-    KS_PARAM(DefaultEnvironmentParams, reflectIBLContrast),
-    KS_PARAM(DefaultEnvironmentParams, reflectIBLGainMode),
-    KS_PARAM(DefaultEnvironmentParams, reflectIBLGain),
-    KS_PARAM(DefaultEnvironmentParams, reflectIBLSaturation),
-    KS_PARAM(DefaultEnvironmentParams, backgroundColor),
-    KS_TEXTURE(DefaultEnvironmentParams, reflectionLatlong),
-    KS_PARAM(DefaultEnvironmentParams, u_hasLightRepresentation),
-    KS_PARAM(DefaultEnvironmentParams, useBackgroundGeometry),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(DefaultEnvironmentParams, KS_DEFAULT_ENVIRONMENT_PARAMETERS);
 
 bool seesImage(const DefaultEnvironmentParams& p, const ShadingRecord& record) {
     if (p.useBackgroundGeometry) return record.rayType != kRayCamera;

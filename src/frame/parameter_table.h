@@ -4,6 +4,7 @@
 // order. A table of Declaration rows (name, registry operation, offset of the member) drives
 // declareParameters, so a class's declarations are data, read top to bottom like its parameter
 // list; copyParameters is a plain copy of the block, which copies texture handles shallowly.
+// Both the struct's members and the rows come from one list per block (below), written once.
 #pragma once
 
 #include <algorithm>
@@ -66,7 +67,7 @@ constexpr ParamKind paramKindOf() {
         // A bool member would be undefined for the other nonzero bytes a host may write.
         static_assert(!std::is_same_v<T, bool>, "bool parameters are ParamBool members");
         static_assert(std::is_same_v<T, bool> || std::is_void_v<T>,
-                      "texture members need KS_TEXTURE, KS_CUBE_TEXTURE or KS_DATA_TEXTURE");
+                      "texture members are T(Texture|DataTexture|CubeTexture, ...) entries of a list");
         return ParamKind::Bool;
     }
 }
@@ -80,24 +81,47 @@ constexpr Declaration paramRow(const char* name, std::size_t offset) {
     return {paramKindOf<T>(), 0, name, static_cast<uint32_t>(offset)};
 }
 
-template <class T>
 constexpr Declaration textureRow(ParamKind kind, const char* name, std::size_t offset) {
-    static_assert(std::is_same_v<T, TextureHandle>, "texture rows must name a TextureHandle member");
     return {kind, 0, name, static_cast<uint32_t>(offset)};
 }
 
-// Rows whose host-visible name is the member's own name.
-#define KS_PARAM(Block, member) ::ksi::paramRow<decltype(Block::member)>(#member, offsetof(Block, member))
-#define KS_TEXTURE(Block, member) \
-    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::Texture, #member, offsetof(Block, member))
-#define KS_CUBE_TEXTURE(Block, member) \
-    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::CubeTexture, #member, offsetof(Block, member))
-#define KS_DATA_TEXTURE(Block, member) \
-    ::ksi::textureRow<decltype(Block::member)>(::ksi::ParamKind::DataTexture, #member, offsetof(Block, member))
+// ---------------------------------------------------------------------------------------------
+// A parameter block written once. A class's parameters are one list macro LIST(G, P, T):
+//
+//   G("group")                              the parameters that follow belong to this group
+//   P(Type, member, initialiser, doc)       a value parameter, named like its member
+//   T(Operation, member, doc)               a TextureHandle: Texture, DataTexture or CubeTexture
+//
+// KS_BLOCK_MEMBERS writes the struct's members with their defaults and KS_BLOCK_ROWS the
+// declaration rows, both in list order. The groups and docs (a meaning with its kind, range,
+// unit, labels; see tools/catalogue/param_doc.h for the words) are read only by the catalogue
+// generator: the library drops them, so they cost it nothing and reach hosts as data. An
+// initialiser with a comma is parenthesised: `(Float3{1.0f, 0.5f, 0.1f})`.
+#define KS_SKIP_GROUP(name)
+#define KS_MEMBER_OF_P(Type, member, initialiser, ...) Type member = initialiser;
+#define KS_MEMBER_OF_T(Operation, member, ...) TextureHandle member;
+#define KS_BLOCK_MEMBERS(LIST) LIST(KS_SKIP_GROUP, KS_MEMBER_OF_P, KS_MEMBER_OF_T)
 
-// Rows for members reached through a nested block (`common.maskingMode`), named explicitly.
-#define KS_PARAM_AT(Block, path, name) ::ksi::paramRow<decltype(Block::path)>(name, offsetof(Block, path))
-#define KS_TEXTURE_AT(Block, path, name, kind) ::ksi::textureRow<decltype(Block::path)>(kind, name, offsetof(Block, path))
+#define KS_ROW_OF_P(Type, member, initialiser, ...) ::ksi::paramRow<Type>(#member, offsetof(KsBlock, member)),
+#define KS_ROW_OF_T(Operation, member, ...) \
+    ::ksi::textureRow(::ksi::ParamKind::Operation, #member, offsetof(KsBlock, member)),
+// The rows of LIST's members, which Block holds directly (or at the same offsets).
+#define KS_BLOCK_ROWS(Block, LIST) \
+    ([] { using KsBlock = Block; return std::array{LIST(KS_SKIP_GROUP, KS_ROW_OF_P, KS_ROW_OF_T)}; }())
+
+// The rows of a nested block, moved to where the enclosing block holds it.
+template <std::size_t N>
+constexpr std::array<Declaration, N> shiftRows(std::array<Declaration, N> rows, std::size_t offset) {
+    for (Declaration& row : rows) row.offset += static_cast<uint32_t>(offset);
+    return rows;
+}
+
+// What a class is for, beside its parameter list; read by the catalogue generator only.
+struct ClassDoc {
+    const char* summary;      // one line
+    const char* description;  // a few sentences: what it looks like, what drives it
+    const char* toSee;        // what must be set for it to show anything
+};
 
 // Joins groups of rows into one table, in order.
 template <std::size_t... N>

@@ -6,12 +6,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(PointLightParams, color),
-    KS_PARAM(PointLightParams, castShadows),
-    KS_PARAM(PointLightParams, range),
-    KS_PARAM(PointLightParams, attenuationFactors),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(PointLightParams, KS_POINT_LIGHT_PARAMETERS);
 }  // namespace
 
 void znPointLight::declareParameters(ShaderParamRegistry* registry) {

@@ -6,14 +6,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(SpotLightParams, color),
-    KS_PARAM(SpotLightParams, range),
-    KS_PARAM(SpotLightParams, attenuationFactors),
-    KS_PARAM(SpotLightParams, castShadows),
-    KS_PARAM(SpotLightParams, cosPenumbra),
-    KS_PARAM(SpotLightParams, cosUmbra),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(SpotLightParams, KS_SPOT_LIGHT_PARAMETERS);
 }  // namespace
 
 void znSpotLight::declareParameters(ShaderParamRegistry* registry) {

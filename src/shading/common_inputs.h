@@ -14,40 +14,80 @@
 
 namespace ksi {
 
+// Ambient occlusion and masking: mode 1 reads occlusion from the texture at "uv1", mode 2 from
+// the red of "vtxcolor" (both only with usePrecalcAO), anything else asks the host to trace it.
+// The mask says how much of the surface is cut away, per channel (0 opaque, 1 gone).
+#define KS_AMBIENT_OCCLUSION_INPUTS(G, P, T)                                                                      \
+    G("ambient occlusion")                                                                                        \
+    T(Texture, ambientOcclusionTexture, "Precalculated occlusion in the red channel at uv1, read in mode 1 when " \
+      "usePrecalcAO is set.")                                                                                     \
+    P(int32_t, ambientOcclusionMode, 0,                                                                           \
+      mode("Where occlusion comes from; modes 1 and 2 only with usePrecalcAO.",                                   \
+          "0 traced by the host (any value but 1 and 2); 1 red of ambientOcclusionTexture at uv1; 2 red of the "  \
+          "vertex colour"))                                                                                       \
+    P(float, ambientOcclusionFactor, 1.0f, weight("Strength of the occlusion: 0 none, 1 full."))                  \
+    P(Float3, ambientOcclusionColor, (Float3{0.0f, 0.0f, 0.0f}), colour("Colour that full occlusion fades to."))  \
+    P(ParamBool, usePrecalcAO, true,                                                                              \
+      toggle("Lets modes 1 and 2 read precalculated occlusion; off, occlusion is always traced."))                \
+    P(ParamBool, showAmbientOnly, false,                                                                          \
+      toggle("Read by AmbientOnly only: shows the occlusion grey instead of white."))                             \
+    P(ParamBool, usingRaytracedAO, false,                                                                         \
+      toggle("Read by AmbientOnly only: shows traced occlusion too, not just modes 1 and 2."))
+
+#define KS_MASKING_INPUTS(G, P, T)                                                                             \
+    G("masking")                                                                                               \
+    P(Float3, maskingColor, (Float3{0.0f, 0.0f, 0.0f}),                                                        \
+      colour("Mask of mode 0 per channel: 0 keeps the surface, 1 cuts it away to what lies behind."))          \
+    P(int32_t, maskingMode, 0,                                                                                 \
+      mode("Source of the mask; values outside -1 to 4 mask nothing.",                                         \
+          "-1 none; 0 maskingColor; 1 maskingTexture at uv through maskingUVMatrix; 2 planar projection, cut " \
+          "outside z -1 to 1; 3 box projection; 4 cylindrical projection"))                                    \
+    T(Texture, maskingTexture, "Mask of modes 1 to 4: red, green and blue cut each channel (alpha with "       \
+      "maskingFromAlpha).")                                                                                    \
+    P(Float4x4, maskingTextureMatrix, Float4x4::identity(),                                                    \
+      matrix("Object space to projection space for modes 2 to 4 (row vectors, translation in the last row).")) \
+    P(ParamBool, maskingInvertTexture, false, toggle("Inverts the mask of modes 1 to 4."))                     \
+    P(float, maskingAngularRepeat, 1.0f,                                                                       \
+      scalar("How often the texture repeats around the axis in mode 4.").soft(1, 8))                           \
+    P(Float3x3, maskingUVMatrix, Float3x3::identity(),                                                         \
+      matrix("Transform of uv in mode 1 (row vectors, translation in the third row)."))                        \
+    P(ParamBool, maskingFromAlpha, false,                                                                      \
+      toggle("Takes the mask from the texel's alpha (1 when no texture is bound) instead of its colour."))
+
 struct CommonMaterialInputs {
-    // Ambient occlusion: mode 1 reads it from the texture at "uv1", mode 2 from the red of
-    // "vtxcolor" (both only with usePrecalcAO); anything else asks the host to trace it.
-    TextureHandle ambientOcclusionTexture;
-    int32_t ambientOcclusionMode = 0;
-    float ambientOcclusionFactor = 1.0f;
-    Float3 ambientOcclusionColor{0.0f, 0.0f, 0.0f};  // what full occlusion fades to
-    ParamBool usePrecalcAO = true;
-    ParamBool showAmbientOnly = false;   // read only by the ambient-only material
-    ParamBool usingRaytracedAO = false;  // likewise
-    // Masking: how much of the surface is cut away, per channel (0 opaque, 1 gone). Mode -1
-    // none, 0 constant colour, 1 uv texture, 2 planar, 3 box, 4 cylindrical projection.
-    Float3 maskingColor{0.0f, 0.0f, 0.0f};
-    int32_t maskingMode = 0;
-    TextureHandle maskingTexture;
-    Float4x4 maskingTextureMatrix = Float4x4::identity();  // object space to projection space
-    ParamBool maskingInvertTexture = false;
-    float maskingAngularRepeat = 1.0f;
-    Float3x3 maskingUVMatrix = Float3x3::identity();
-    ParamBool maskingFromAlpha = false;
+    KS_BLOCK_MEMBERS(KS_AMBIENT_OCCLUSION_INPUTS)
+    KS_BLOCK_MEMBERS(KS_MASKING_INPUTS)
 };
+
+// Declared by most materials right after the common inputs, as a member of their own block.
+#define KS_LATTICE_AO_INPUT(G, P, T)                                                                               \
+    G("ambient occlusion")                                                                                         \
+    P(ParamBool, LatticeAODisable, false,                                                                          \
+      toggle("Leaves the host's occlusion off the indirect diffuse light (Metal, MetallicPaint, the Ward family; " \
+          "others ignore it)."))
 
 // A list of clipping planes in a one-dimensional float texture: texel 0 holds the count n,
 // texels 1 to n one plane (a, b, c, d) each; a point is kept when it lies on the positive side
 // of every plane.
+#define KS_GLOBAL_CLIP_INPUTS(G, P, T)                                                                           \
+    G("clipping")                                                                                                \
+    T(DataTexture, u_globalClippingMap, "Clipping planes: texel 0 holds the count n, texels 1 to n a plane (a, " \
+      "b, c, d) each; points not on the positive side of every plane are cut away.")                             \
+    P(ParamBool, u_globalClippingMapEnable, false, toggle("Switches the clipping-plane test on."))
+
 struct GlobalClipInputs {
-    TextureHandle u_globalClippingMap;
-    ParamBool u_globalClippingMapEnable = false;
+    KS_BLOCK_MEMBERS(KS_GLOBAL_CLIP_INPUTS)
 };
 
 // Multiplies the final colour's RGB; the fourth component is not used.
+#define KS_COMMON_TINT_INPUTS(G, P, T)                                                                   \
+    G("tint")                                                                                            \
+    P(ParamBool, u_commonTintEnable, false, toggle("Multiplies the final colour by u_commonTintColor.")) \
+    P(Float4, u_commonTintColor, (Float4{1.0f, 1.0f, 1.0f, 1.0f}),                                       \
+      colour("Tint of the final colour's red, green and blue; the fourth component is not used."))
+
 struct CommonTint {
-    ParamBool u_commonTintEnable = false;
-    Float4 u_commonTintColor{1.0f, 1.0f, 1.0f, 1.0f};
+    KS_BLOCK_MEMBERS(KS_COMMON_TINT_INPUTS)
 };
 
 // Where a class asked the host to put each varying in the record (offsets in the varyings area).
@@ -65,43 +105,29 @@ struct VaryingLayout {
 // Items 1 to 7, the varyings "uv1" and "vtxcolor" (by default at offsets 0 and 8), items 8 to 15.
 template <class Block>
 constexpr std::array<Declaration, 17> commonInputRows(uint32_t uv1Offset = 0, uint32_t vtxcolorOffset = 8) {
-    return {
-        KS_TEXTURE_AT(Block, common.ambientOcclusionTexture, "ambientOcclusionTexture", ParamKind::Texture),
-        KS_PARAM_AT(Block, common.ambientOcclusionMode, "ambientOcclusionMode"),
-        KS_PARAM_AT(Block, common.ambientOcclusionFactor, "ambientOcclusionFactor"),
-        KS_PARAM_AT(Block, common.ambientOcclusionColor, "ambientOcclusionColor"),
-        KS_PARAM_AT(Block, common.usePrecalcAO, "usePrecalcAO"),
-        KS_PARAM_AT(Block, common.showAmbientOnly, "showAmbientOnly"),
-        KS_PARAM_AT(Block, common.usingRaytracedAO, "usingRaytracedAO"),
-        varying(kVaryingFloat2, "uv1", uv1Offset),
-        varying(kVaryingFloat4, "vtxcolor", vtxcolorOffset),
-        KS_PARAM_AT(Block, common.maskingColor, "maskingColor"),
-        KS_PARAM_AT(Block, common.maskingMode, "maskingMode"),
-        KS_TEXTURE_AT(Block, common.maskingTexture, "maskingTexture", ParamKind::Texture),
-        KS_PARAM_AT(Block, common.maskingTextureMatrix, "maskingTextureMatrix"),
-        KS_PARAM_AT(Block, common.maskingInvertTexture, "maskingInvertTexture"),
-        KS_PARAM_AT(Block, common.maskingAngularRepeat, "maskingAngularRepeat"),
-        KS_PARAM_AT(Block, common.maskingUVMatrix, "maskingUVMatrix"),
-        KS_PARAM_AT(Block, common.maskingFromAlpha, "maskingFromAlpha"),
-    };
+    constexpr std::size_t at = offsetof(Block, common);
+    return concatRows(shiftRows(KS_BLOCK_ROWS(CommonMaterialInputs, KS_AMBIENT_OCCLUSION_INPUTS), at),
+                      std::array{varying(kVaryingFloat2, "uv1", uv1Offset),
+                                 varying(kVaryingFloat4, "vtxcolor", vtxcolorOffset)},
+                      shiftRows(KS_BLOCK_ROWS(CommonMaterialInputs, KS_MASKING_INPUTS), at));
+}
+
+// Item 16, for a Block that holds LatticeAODisable itself.
+template <class Block>
+constexpr auto latticeAORows() {
+    return KS_BLOCK_ROWS(Block, KS_LATTICE_AO_INPUT);
 }
 
 // Items 17 and 18, for a Block with a GlobalClipInputs member named `clip`.
 template <class Block>
 constexpr std::array<Declaration, 2> globalClipRows() {
-    return {
-        KS_TEXTURE_AT(Block, clip.u_globalClippingMap, "u_globalClippingMap", ParamKind::DataTexture),
-        KS_PARAM_AT(Block, clip.u_globalClippingMapEnable, "u_globalClippingMapEnable"),
-    };
+    return shiftRows(KS_BLOCK_ROWS(GlobalClipInputs, KS_GLOBAL_CLIP_INPUTS), offsetof(Block, clip));
 }
 
 // For a Block with a CommonTint member named `tint`.
 template <class Block>
 constexpr std::array<Declaration, 2> commonTintRows() {
-    return {
-        KS_PARAM_AT(Block, tint.u_commonTintEnable, "u_commonTintEnable"),
-        KS_PARAM_AT(Block, tint.u_commonTintColor, "u_commonTintColor"),
-    };
+    return shiftRows(KS_BLOCK_ROWS(CommonTint, KS_COMMON_TINT_INPUTS), offsetof(Block, tint));
 }
 
 // The varyings "bitangent", "tangent" and "uv" of a material with a tangent frame, where the

@@ -3,6 +3,8 @@
 // registry operation and the member's offset in the node's parameter struct.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/parameter_table.h"
@@ -15,7 +17,13 @@ struct NodeMember {
     uint32_t offset;
 };
 
-#define KS_NODE_MEMBER(Params, member, suffix) \
-    ::ksi::NodeMember { suffix, ::ksi::paramKindOf<decltype(Params::member)>(), static_cast<uint32_t>(offsetof(Params, member)) }
+// A node's members from its parameter list (frame/parameter_table.h): each suffix is "_" and
+// the member's name.
+#define KS_NODE_MEMBER_OF_P(Type, member, initialiser, ...) \
+    ::ksi::NodeMember{"_" #member, ::ksi::paramKindOf<Type>(), static_cast<uint32_t>(offsetof(KsBlock, member))},
+#define KS_NODE_MEMBER_OF_T(Operation, member, ...) \
+    ::ksi::NodeMember{"_" #member, ::ksi::ParamKind::Operation, static_cast<uint32_t>(offsetof(KsBlock, member))},
+#define KS_NODE_MEMBERS(Params, LIST) \
+    ([] { using KsBlock = Params; return std::array{LIST(KS_SKIP_GROUP, KS_NODE_MEMBER_OF_P, KS_NODE_MEMBER_OF_T)}; }())
 
 }  // namespace ksi

@@ -11,30 +11,39 @@
 
 namespace ksi {
 
+#define KS_NOISE_LEADING_MEMBERS(G, P, T)                                                                         \
+    G("noise")                                                                                                    \
+    P(Float4x4, xform, {},                                                                                        \
+      matrix("Transform of the object-space point before the noise (row vectors, translation in the last row).")) \
+    P(int32_t, type, 0,                                                                                           \
+      mode("Shape of the noise.", "0 regular; 1 fractal; 2 turbulence; 3 flat 0 (any other value)"))
+
+#define KS_NOISE_TRAILING_MEMBERS(G, P, T)                                                                  \
+    G("noise")                                                                                              \
+    P(float, size, 0.0f, distance("Feature size: the point is divided by it.").soft(0.01f, 10))             \
+    P(float, thresholdLow, 0.0f, weight("Noise value at and below which color1 shows alone."))              \
+    P(float, thresholdHigh, 0.0f, weight("Noise value at and above which color2 shows alone."))             \
+    P(float, levels, 0.0f,                                                                                  \
+      count("Octaves of the fractal and turbulent types; fractions blend the last octave in.").soft(1, 10)) \
+    P(float, phase, 0.0f, scalar("Fourth noise coordinate: changing it animates the pattern.").soft(0, 10))
+
 // Written by the host before shading; zero until then. The constant colours, when declared, are
 // members of the graph around the node (see node_graph.h).
 struct NoiseParams {
-    Float4x4 xform{};
-    int32_t type = 0;  // 0 regular, 1 fractal, 2 turbulence, anything else flat 0
-    float size = 0.0f;
-    float thresholdLow = 0.0f;
-    float thresholdHigh = 0.0f;
-    float levels = 0.0f;  // octaves of types 1 and 2, fractional values allowed
-    float phase = 0.0f;   // fourth noise coordinate
+    KS_BLOCK_MEMBERS(KS_NOISE_LEADING_MEMBERS)
+    KS_BLOCK_MEMBERS(KS_NOISE_TRAILING_MEMBERS)
 };
 
 // Members before the constant colours and after them, in declaration order.
-inline constexpr std::array kNoiseLeadingMembers{
-    KS_NODE_MEMBER(NoiseParams, xform, "_xform"),
-    KS_NODE_MEMBER(NoiseParams, type, "_type"),
-};
-inline constexpr std::array kNoiseTrailingMembers{
-    KS_NODE_MEMBER(NoiseParams, size, "_size"),
-    KS_NODE_MEMBER(NoiseParams, thresholdLow, "_thresholdLow"),
-    KS_NODE_MEMBER(NoiseParams, thresholdHigh, "_thresholdHigh"),
-    KS_NODE_MEMBER(NoiseParams, levels, "_levels"),
-    KS_NODE_MEMBER(NoiseParams, phase, "_phase"),
-};
+inline constexpr auto kNoiseLeadingMembers = KS_NODE_MEMBERS(NoiseParams, KS_NOISE_LEADING_MEMBERS);
+inline constexpr auto kNoiseTrailingMembers = KS_NODE_MEMBERS(NoiseParams, KS_NOISE_TRAILING_MEMBERS);
+
+// The colours of ports that no child node feeds, declared between the two lists above as
+// members of the graph around the node; listed here for their explanations only.
+#define KS_NOISE_COLOUR_PORTS(G, P, T)                                                               \
+    G("noise")                                                                                       \
+    P(Float4, color1, {}, colour("Colour where the remapped noise is 0 (port color1 unconnected).")) \
+    P(Float4, color2, {}, colour("Colour where the remapped noise is 1 (port color2 unconnected)."))
 
 // Full octaves beyond this many add less than a float's precision to the sum: the cap binds only
 // for an absurd level count, and keeps a garbage value from hanging a render.

@@ -12,56 +12,38 @@
 
 namespace ksi {
 
+#define KS_TILE_MEMBERS(G, P, T)                                                                             \
+    G("tile")                                                                                                \
+    P(Float4x4, xform, {}, matrix("Placement of uv, as for UnifiedBitmap."))                                 \
+    P(float, verticalCount, 0.0f, count("Rows of bricks per unit of v (with the gap).").soft(1, 20))         \
+    P(float, horizontalCount, 0.0f, count("Bricks per unit of u (with the gap).").soft(1, 20))               \
+    P(float, colorVariance, 0.0f, weight("Strength of the per-brick colour variation."))                     \
+    P(float, fadeVariance, 0.0f, weight("Strength of the per-brick brightness variation."))                  \
+    P(float, horizontalGap, 0.0f, scalar("Mortar width along u.").soft(0, 0.1f))                             \
+    P(float, verticalGap, 0.0f, scalar("Mortar width along v.").soft(0, 0.1f))                               \
+    P(float, edgeRoughness, 0.0f, scalar("Amplitude of the brick-edge jitter, in thousandths.").soft(0, 10)) \
+    P(int32_t, randomSeed, 0, scalar("Offset of every random lookup: another seed, another pattern."))       \
+    P(float, lineShift, 0.0f, scalar("Extra offset of every second row (0.5 a running bond).").soft(0, 1))   \
+    P(float, randomShift, 0.0f, scalar("Amplitude of the random offset of each row.").soft(0, 1))            \
+    P(float, changeRow, 0.0f, amount("Factor on the brick width in edited rows.").soft(0, 4))                \
+    P(int32_t, perRow, 0, count("Edit every perRow-th row.").soft(0, 10))                                    \
+    P(ParamBool, useColumnEdit, {}, toggle("Switches the column edit on."))                                  \
+    P(ParamBool, useRowEdit, {}, toggle("Switches the row edit on."))                                        \
+    P(float, changeColumn, 0.0f, amount("Factor on the row height in edited columns.").soft(0, 4))           \
+    P(int32_t, perColumn, 0, count("Edit every perColumn-th column.").soft(0, 10))                           \
+    P(int32_t, holes, 0, count("Hole density: 0 none, 100 everything mortar.").hard(0, 100).soft(0, 100))    \
+    P(float, brickHeight, 0.0f, scalar("Declared for compatibility; the pattern does not read it."))         \
+    P(float, brickWidth, 0.0f, scalar("Declared for compatibility; the pattern does not read it."))          \
+    P(ParamBool, repeatX, {},                                                                                \
+      toggle("Wraps u into 0-1 instead of cutting the pattern off outside the unit square."))                \
+    P(ParamBool, repeatY, {}, toggle("Wraps v into 0-1 likewise."))
+
 // Written by the host before shading; zero until then.
 struct TileParams {
-    Float4x4 xform{};
-    float verticalCount = 0.0f;    // rows per unit of v (with the gap)
-    float horizontalCount = 0.0f;  // bricks per unit of u (with the gap)
-    float colorVariance = 0.0f;
-    float fadeVariance = 0.0f;
-    float horizontalGap = 0.0f;
-    float verticalGap = 0.0f;
-    float edgeRoughness = 0.0f;  // jitter amplitude in thousandths
-    int32_t randomSeed = 0;
-    float lineShift = 0.0f;
-    float randomShift = 0.0f;
-    float changeRow = 0.0f;
-    int32_t perRow = 0;
-    ParamBool useColumnEdit;
-    ParamBool useRowEdit;
-    float changeColumn = 0.0f;
-    int32_t perColumn = 0;
-    int32_t holes = 0;  // 0 none ... 100 all mortar
-    float brickHeight = 0.0f;  // declared and copied; the pattern does not read it
-    float brickWidth = 0.0f;   // likewise
-    ParamBool repeatX;
-    ParamBool repeatY;
+    KS_BLOCK_MEMBERS(KS_TILE_MEMBERS)
 };
 
-inline constexpr std::array kTileMembers{
-    KS_NODE_MEMBER(TileParams, xform, "_xform"),
-    KS_NODE_MEMBER(TileParams, verticalCount, "_verticalCount"),
-    KS_NODE_MEMBER(TileParams, horizontalCount, "_horizontalCount"),
-    KS_NODE_MEMBER(TileParams, colorVariance, "_colorVariance"),
-    KS_NODE_MEMBER(TileParams, fadeVariance, "_fadeVariance"),
-    KS_NODE_MEMBER(TileParams, horizontalGap, "_horizontalGap"),
-    KS_NODE_MEMBER(TileParams, verticalGap, "_verticalGap"),
-    KS_NODE_MEMBER(TileParams, edgeRoughness, "_edgeRoughness"),
-    KS_NODE_MEMBER(TileParams, randomSeed, "_randomSeed"),
-    KS_NODE_MEMBER(TileParams, lineShift, "_lineShift"),
-    KS_NODE_MEMBER(TileParams, randomShift, "_randomShift"),
-    KS_NODE_MEMBER(TileParams, changeRow, "_changeRow"),
-    KS_NODE_MEMBER(TileParams, perRow, "_perRow"),
-    KS_NODE_MEMBER(TileParams, useColumnEdit, "_useColumnEdit"),
-    KS_NODE_MEMBER(TileParams, useRowEdit, "_useRowEdit"),
-    KS_NODE_MEMBER(TileParams, changeColumn, "_changeColumn"),
-    KS_NODE_MEMBER(TileParams, perColumn, "_perColumn"),
-    KS_NODE_MEMBER(TileParams, holes, "_holes"),
-    KS_NODE_MEMBER(TileParams, brickHeight, "_brickHeight"),
-    KS_NODE_MEMBER(TileParams, brickWidth, "_brickWidth"),
-    KS_NODE_MEMBER(TileParams, repeatX, "_repeatX"),
-    KS_NODE_MEMBER(TileParams, repeatY, "_repeatY"),
-};
+inline constexpr auto kTileMembers = KS_NODE_MEMBERS(TileParams, KS_TILE_MEMBERS);
 
 struct BrickCoverage {
     float m;       // 1 inside a brick, 0 in the mortar

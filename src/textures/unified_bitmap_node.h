@@ -14,19 +14,20 @@ namespace ksi {
 
 // Written by the host before shading; zero until then (no meaningful defaults), and the handle
 // starts with no object so an unwritten node reads as opaque black.
+#define KS_UNIFIED_BITMAP_MEMBERS(G, P, T)                                                                    \
+    G("image")                                                                                                \
+    P(Float4x4, xform, {},                                                                                    \
+      matrix("Placement of uv: (u, v, 1, 1) times the matrix, so the third and fourth rows both translate.")) \
+    T(Texture, texture, "The image, looked up at the placed uv (opaque black when unbound).")                 \
+    P(float, amount, 0.0f,                                                                                    \
+      amount("Scales the texel's red, green and blue (alpha unchanged); 0 until the host sets it."))          \
+    P(ParamBool, isCube, {}, toggle("Declared for compatibility; the lookup is always two-dimensional."))
+
 struct UnifiedBitmapParams {
-    Float4x4 xform{};
-    TextureHandle texture;
-    float amount = 0.0f;
-    ParamBool isCube;  // declared and copied; the lookup is always two-dimensional
+    KS_BLOCK_MEMBERS(KS_UNIFIED_BITMAP_MEMBERS)
 };
 
-inline constexpr std::array kUnifiedBitmapMembers{
-    KS_NODE_MEMBER(UnifiedBitmapParams, xform, "_xform"),
-    NodeMember{"_texture", ParamKind::Texture, static_cast<uint32_t>(offsetof(UnifiedBitmapParams, texture))},
-    KS_NODE_MEMBER(UnifiedBitmapParams, amount, "_amount"),
-    KS_NODE_MEMBER(UnifiedBitmapParams, isCube, "_isCube"),
-};
+inline constexpr auto kUnifiedBitmapMembers = KS_NODE_MEMBERS(UnifiedBitmapParams, KS_UNIFIED_BITMAP_MEMBERS);
 
 // The placement of "uv": (u, v, 1, 1) times the matrix, so both the third and the fourth row
 // act as translations.

@@ -4,6 +4,7 @@
 
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -52,22 +53,26 @@ std::vector<std::string> lines(const std::string& text) {
     return result;
 }
 
-TEST(KestrelInfo, ListsEveryClassOfTheLibraryBesideIt) {
+TEST(KestrelInfo, ListsEveryClassOfTheLibraryBesideItSortedByName) {
     ToolRun run = kestrelInfo("");  // the default library: ../lib beside the tool
     ASSERT_EQ(run.status, 0) << run.err;
     EXPECT_EQ(run.err, "");
-    for (const std::string& name : library().classNames()) {
-        bool listed = false;
-        for (const std::string& line : lines(run.out)) listed |= line.rfind(name + " ", 0) == 0;
-        EXPECT_TRUE(listed) << name << " missing from\n" << run.out;
+    std::vector<std::string> sorted = library().classNames();
+    std::sort(sorted.begin(), sorted.end());
+    std::vector<std::string> listed;
+    for (const std::string& line : lines(run.out)) {
+        for (const std::string& name : sorted) {
+            if (line.rfind(name + " ", 0) == 0) listed.push_back(name);
+        }
     }
+    EXPECT_EQ(listed, sorted) << run.out;
 
     ToolRun json = kestrelInfo("--json");
     ASSERT_EQ(json.status, 0) << json.err;
     auto parsed = nlohmann::json::parse(json.out);
     std::vector<std::string> names;
     for (const auto& entry : parsed.at("classes")) names.push_back(entry.at("name"));
-    EXPECT_EQ(names, library().classNames());
+    EXPECT_EQ(names, sorted);
 }
 
 TEST(KestrelInfo, DescribesParametersInOrderWithDefaults) {
@@ -113,16 +118,20 @@ TEST(KestrelInfo, DescribesParametersInOrderWithDefaults) {
     EXPECT_NE(run.out.find("2724"), std::string::npos);
 }
 
-TEST(KestrelInfo, JsonMatchesTheDeclarations) {
+// One document shape whether one class or several are asked for (the schema test checks it).
+TEST(KestrelInfo, JsonMatchesTheDeclarationsInOneShape) {
+    const auto both = nlohmann::json::parse(kestrelInfo("--json znSpotLight kestrel_Env_Backplate").out);
+    ASSERT_EQ(both.at("classes").size(), 2u);
     for (const char* name : {"znSpotLight", "kestrel_Env_Backplate"}) {
         SCOPED_TRACE(name);
         ToolRun run = kestrelInfo(std::string("--json ") + name);
         ASSERT_EQ(run.status, 0) << run.err;
-        auto parsed = nlohmann::json::parse(run.out);
+        auto document = nlohmann::json::parse(run.out);
+        EXPECT_EQ(document.at("apiVersion"), 2724);
+        ASSERT_EQ(document.at("classes").size(), 1u);
+        const auto& parsed = document.at("classes")[0];
         kestrel::ShaderInstance shader = kestrel::testing::createShader(name);
         EXPECT_EQ(parsed.at("name"), name);
-        EXPECT_EQ(parsed.at("apiVersion"), 2724);
-        EXPECT_EQ(parsed.at("revision"), 1);
         EXPECT_EQ(parsed.at("capabilities").at("mask"), shader.declaration().capabilities);
         const auto& parameters = parsed.at("parameters");
         ASSERT_EQ(parameters.size(), shader.declaration().parameters.size());
@@ -132,13 +141,28 @@ TEST(KestrelInfo, JsonMatchesTheDeclarations) {
             EXPECT_EQ(parameters[i].at("type"), kestrel::typeName(p.type));
         }
     }
-    auto spot = nlohmann::json::parse(kestrelInfo("--json znSpotLight").out);
+    auto spot = nlohmann::json::parse(kestrelInfo("--json znSpotLight").out).at("classes")[0];
     EXPECT_EQ(spot.at("kind"), "light");
     EXPECT_EQ(spot.at("parameters")[0].at("default").dump(), "[0.1,1.0,0.5]") << "shortest decimals";
     EXPECT_EQ(spot.at("parameters")[3].at("default"), true);
-    auto plate = nlohmann::json::parse(kestrelInfo("--json kestrel_Env_Backplate").out);
+    auto plate = nlohmann::json::parse(kestrelInfo("--json kestrel_Env_Backplate").out).at("classes")[0];
     EXPECT_TRUE(plate.at("parameters")[4].at("default").is_null()) << "an unset texture";
     EXPECT_EQ(plate.at("varyings").size(), 0u);
+}
+
+// The text explains: what to set, groups, meanings and mode labels, wrapped to the width asked for.
+TEST(KestrelInfo, ExplainsEachParameterWrappedToTheWidth) {
+    ToolRun run = kestrelInfo("--width 60 kestrel_Mtl_Solid kestrel_Mtl_Ward_f05db29e");
+    ASSERT_EQ(run.status, 0) << run.err;
+    for (const char* text : {"To see anything:", "\n  preview\n", "patchState", "2 light grey",
+                             "Graph:\n  normal0_map <- UnifiedBitmap", "brickColor <- UnifiedBitmap"}) {
+        EXPECT_NE(run.out.find(text), std::string::npos) << text << " missing from\n" << run.out;
+    }
+    for (const std::string& line : lines(run.out)) {
+        if (line.rfind("       ", 0) == 0) {
+            EXPECT_LE(line.size(), 60u) << line;
+        }
+    }
 }
 
 TEST(KestrelInfo, ErrorsGoToStderrWithNothingOnStdout) {

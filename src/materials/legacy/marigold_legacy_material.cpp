@@ -18,67 +18,14 @@ using P = MarigoldLegacyParams;
 
 constexpr int kUvOffset = 0, kUv1Offset = 8, kTangentOffset = 16, kBitangentOffset = 28, kVtxColorOffset = 40;
 
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(P, shadowColor), KS_PARAM(P, shadowIntensity), KS_PARAM(P, receiveShadow), KS_PARAM(P, reverseNormal),
-    KS_PARAM(P, faceForward), KS_PARAM(P, faceLight), KS_PARAM(P, showNormalsOnly), KS_PARAM(P, showAmbientOnly),
-
-    KS_PARAM(P, diffuseColor), KS_PARAM(P, diffuseMode), KS_TEXTURE(P, diffuseTexture),
-    KS_PARAM(P, diffuseTextureMatrix), KS_PARAM(P, diffuseTextureTintColor), KS_PARAM(P, diffuseAngularRepeat),
-    KS_PARAM(P, diffuseUVMatrix), KS_PARAM(P, diffuseIBLGainColor), KS_PARAM(P, diffuseIBLContrastPivot),
-    KS_PARAM(P, diffuseIBLContrastValue), KS_PARAM(P, diffuseIBLGainSource), KS_PARAM(P, diffuseLightGainValue),
-
-    KS_PARAM(P, specularColor), KS_PARAM(P, specularREG), KS_PARAM(P, specular2REG), KS_PARAM(P, specularMode),
-    KS_TEXTURE(P, specularTexture), KS_PARAM(P, specularTextureMatrix), KS_PARAM(P, specularAngularRepeat),
-    KS_PARAM(P, specular2Color), KS_PARAM(P, specularUVMatrix), KS_PARAM(P, specularIBLGainColor),
-    KS_PARAM(P, specularIBLContrastPivot), KS_PARAM(P, specularIBLContrastValue), KS_PARAM(P, specularIBLGainSource),
-    KS_PARAM(P, specularLightGainValue), KS_PARAM(P, specular2LightGainValue),
-
-    KS_PARAM(P, transparencyColor), KS_PARAM(P, transparencyMode), KS_TEXTURE(P, transparencyTexture),
-    KS_PARAM(P, transparencyTextureMatrix), KS_PARAM(P, transparencyAngularRepeat), KS_PARAM(P, transparencyInvert),
-    KS_PARAM(P, transparencyFromDiffuse), KS_PARAM(P, transparencyUVMatrix),
-    KS_PARAM(P, transparencyBlocksHighlights),
-
-    KS_PARAM(P, bumpMode), KS_TEXTURE(P, bumpTexture), KS_PARAM(P, bumpTextureMatrix),
-    KS_PARAM(P, bumpTextureMatrixInverse), KS_PARAM(P, bumpAngularRepeat), KS_PARAM(P, bumpDepth),
-    KS_PARAM(P, bumpUVMatrix),
-
-    KS_PARAM(P, maskingColor), KS_PARAM(P, maskingMode), KS_TEXTURE(P, maskingTexture),
-    KS_PARAM(P, maskingTextureMatrix), KS_PARAM(P, maskingInvertTexture), KS_PARAM(P, maskingAngularRepeat),
-    KS_PARAM(P, maskingUVMatrix), KS_PARAM(P, maskingFromAlpha),
-
-    KS_PARAM(P, reflectivityColor), KS_PARAM(P, useUniformReflectivity), KS_PARAM(P, fresnel),
-    KS_PARAM(P, clearCoat_fresnel), KS_PARAM(P, reflectType), KS_PARAM(P, reflectAbsorb), KS_PARAM(P, reflectLight),
-    KS_PARAM(P, reflectIBLGainColor), KS_PARAM(P, reflectIBLGainSource), KS_PARAM(P, reflectIBLGainValue),
-    KS_TEXTURE(P, reflectOverride), KS_PARAM(P, useReflectOverride), KS_PARAM(P, surfaceRoughness),
-    KS_PARAM(P, refractiveIndex), KS_PARAM(P, simulatedThickness),
-
-    KS_PARAM(P, IBLDiffMode), KS_PARAM(P, IBLSpecMode), KS_PARAM(P, diffuseIBLGainValue),
-    KS_PARAM(P, specularIBLGainValue), KS_CUBE_TEXTURE(P, diffuseIBLCube), KS_CUBE_TEXTURE(P, specularIBLCube),
-    KS_PARAM(P, globalIBLContrastPivot), KS_PARAM(P, globalIBLContrastValue), KS_PARAM(P, globalIBLGainColor),
-    KS_PARAM(P, globalIBLSatValue), KS_PARAM(P, globalIBLGainSource), KS_PARAM(P, globalIBLGainValue),
-    KS_PARAM(P, globalIBLMatrix),
-    KS_PARAM(P, diffuseIBLChannelContrastPivot), KS_PARAM(P, diffuseIBLChannelContrastValue),
-    KS_PARAM(P, diffuseIBLChannelGainColor), KS_PARAM(P, diffuseIBLChannelGainSource),
-    KS_PARAM(P, diffuseIBLChannelGainValue), KS_PARAM(P, diffuseIBLChannelSatValue),
-    KS_PARAM(P, specularIBLChannelContrastPivot), KS_PARAM(P, specularIBLChannelContrastValue),
-    KS_PARAM(P, specularIBLChannelGainColor), KS_PARAM(P, specularIBLChannelGainSource),
-    KS_PARAM(P, specularIBLChannelGainValue), KS_PARAM(P, specularIBLChannelSatValue),
-    KS_PARAM(P, reflectIBLChannelContrastPivot), KS_PARAM(P, reflectIBLChannelContrastValue),
-    KS_PARAM(P, reflectIBLChannelGainColor), KS_PARAM(P, reflectIBLChannelGainSource),
-    KS_PARAM(P, reflectIBLChannelGainValue), KS_PARAM(P, reflectIBLChannelSatValue),
-
-    KS_TEXTURE(P, ambientOcclusionTexture), KS_PARAM(P, ambientOcclusionMode), KS_PARAM(P, ambientOcclusionFactor),
-    KS_PARAM(P, ambientOcclusionColor), KS_PARAM(P, usePrecalcAO), KS_PARAM(P, absorbanceRGB), KS_PARAM(P, useAlpha),
-    KS_PARAM(P, globalIllumIntensity), KS_PARAM(P, unlitSurface), KS_PARAM(P, selfIlluminance),
-    KS_PARAM(P, usingHDRbuffer), KS_PARAM(P, triplanarXY), KS_PARAM(P, draw_mere_shadow),
-
+constexpr auto kDeclarations = concatRows(KS_BLOCK_ROWS(P, KS_MARIGOLD_LEGACY_PARAMETERS), std::array{
     varying(kVaryingFloat2, "uv", kUvOffset),
     varying(kVaryingFloat2, "uv1", kUv1Offset),
     varying(kVaryingFloat3, "tangent", kTangentOffset),
     varying(kVaryingFloat3, "bitangent", kBitangentOffset),
     varying(kVaryingFloat4, "vtxcolor", kVtxColorOffset),
-};
-static_assert(sizeof(kDeclarations) / sizeof(Declaration) == 118 + 5);
+});
+static_assert(kDeclarations.size() == 118 + 5);
 
 // Cosines are held this far from 0 so the shadowing term stays finite.
 constexpr float kMinCosine = 0.0001f;

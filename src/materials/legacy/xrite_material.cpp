@@ -13,28 +13,8 @@ namespace ksi {
 namespace {
 constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 24};
 
-constexpr std::array<Declaration, 19> kPaintRows = {{
-    KS_PARAM(XRiteParams, reverseNormal),
-    KS_PARAM(XRiteParams, faceForward),
-    KS_PARAM(XRiteParams, xriteDiffuse),
-    KS_PARAM(XRiteParams, flakeColor),
-    KS_PARAM(XRiteParams, flakeColor2),
-    KS_PARAM(XRiteParams, fresnel),
-    KS_PARAM(XRiteParams, xriteIsSolid),
-    KS_PARAM(XRiteParams, coarseness),
-    KS_PARAM(XRiteParams, specIntensity),
-    KS_PARAM(XRiteParams, diffIntensity),
-    KS_PARAM(XRiteParams, contributionFactor),
-    KS_PARAM(XRiteParams, maxFlakes),
-    KS_PARAM(XRiteParams, flakeFactor),
-    KS_PARAM(XRiteParams, flakeSize),
-    KS_TEXTURE(XRiteParams, flakeNormalTexture),
-    KS_CUBE_TEXTURE(XRiteParams, diffuseCube),
-    KS_CUBE_TEXTURE(XRiteParams, specularCube),
-    KS_CUBE_TEXTURE(XRiteParams, reflectCube),
-    varying(kVaryingFloat2, "uv", kVaryings.uv),
-}};
-constexpr auto kDeclarations = concatRows(commonInputRows<XRiteParams>(), kPaintRows);
+constexpr auto kDeclarations = concatRows(commonInputRows<XRiteParams>(), KS_BLOCK_ROWS(XRiteParams, KS_XRITE_PARAMETERS),
+                                          std::array{varying(kVaryingFloat2, "uv", kVaryings.uv)});
 
 // The flake grid never spans more cells a side than this. The cap only binds for absurd values
 // (the defaults ask for at most 28) and keeps a garbage value of maxFlakes or flakeFactor, huge or

@@ -16,20 +16,10 @@ namespace {
 using P = DielectricParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
+    commonInputRows<P>(), latticeAORows<P>(),
     tangentVaryingRows(),
     globalClipRows<P>(),
-    std::array{
-        KS_PARAM(P, u_transmittanceMapEnable), KS_TEXTURE(P, u_transmittanceMap), KS_PARAM(P, u_transmittanceTransform),
-        KS_PARAM(P, u_transmittanceAmount), KS_PARAM(P, u_procedureMapEnable), KS_PARAM(P, u_procedureMapTiling),
-        KS_PARAM(P, u_procedureMapAmount), KS_PARAM(P, u_normal0MapEnable), KS_TEXTURE(P, u_normal0Map),
-        KS_PARAM(P, u_normal0Transform), KS_PARAM(P, u_normal0Amount), KS_PARAM(P, u_normal0UVScale),
-        KS_PARAM(P, u_normal1MapEnable), KS_TEXTURE(P, u_normal1Map), KS_PARAM(P, u_normal1Transform),
-        KS_PARAM(P, u_normal1Amount), KS_PARAM(P, u_roughMapEnable), KS_TEXTURE(P, u_roughMap),
-        KS_PARAM(P, u_roughValue), KS_PARAM(P, u_roughTransform), KS_PARAM(P, u_glossyValue),
-        KS_PARAM(P, u_roughAmount), KS_PARAM(P, u_ior), KS_PARAM(P, u_reflectance), KS_PARAM(P, u_absorptionCoef),
-        KS_PARAM(P, u_falloffEnable), KS_PARAM(P, u_refractColor), KS_PARAM(P, u_reflectColor),
-    },
+    KS_BLOCK_ROWS(P, KS_DIELECTRIC_PARAMETERS),
     commonTintRows<P>());
 
 constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;

@@ -14,14 +14,10 @@ namespace {
 using P = GlazingParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
+    commonInputRows<P>(), latticeAORows<P>(),
     tangentVaryingRows(),
     globalClipRows<P>(),
-    std::array{
-        KS_PARAM(P, u_reflectance), KS_PARAM(P, u_reflectColor), KS_PARAM(P, u_refractColor), KS_PARAM(P, u_rough),
-        KS_PARAM(P, u_level), KS_PARAM(P, u_transmittanceMapEnable), KS_TEXTURE(P, u_transmittanceMap),
-        KS_PARAM(P, u_transmittanceTransform), KS_PARAM(P, u_transmittanceAmount),
-    },
+    KS_BLOCK_ROWS(P, KS_GLAZING_PARAMETERS),
     commonTintRows<P>());
 
 constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;

@@ -20,34 +20,8 @@ namespace {
 using P = MetalParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)}, globalClipRows<P>(),
-    std::array{
-        KS_PARAM(P, u_flecksEnable), KS_PARAM(P, u_flecksDiffuseColor), KS_PARAM(P, u_flecksSpecularColor),
-        KS_PARAM(P, u_flecksSize), KS_PARAM(P, u_flecksDensity), KS_PARAM(P, u_patternEnable),
-        KS_TEXTURE(P, u_patternMap), KS_PARAM(P, u_patternTransform), KS_PARAM(P, u_patternAmount),
-        KS_PARAM(P, u_diffuseMapEnable), KS_TEXTURE(P, u_diffuseMap), KS_PARAM(P, u_diffuseColor),
-        KS_PARAM(P, u_diffuseTransform), KS_PARAM(P, u_diffuseWeight), KS_PARAM(P, u_specularMapEnable),
-        KS_TEXTURE(P, u_specularMap), KS_PARAM(P, u_specularColor), KS_PARAM(P, u_specularTransform),
-        KS_PARAM(P, u_roughMapEnable), KS_TEXTURE(P, u_roughMap), KS_PARAM(P, u_roughValue),
-        KS_PARAM(P, u_roughTransform), KS_PARAM(P, u_glossyValueU), KS_PARAM(P, u_glossyValueV),
-        KS_PARAM(P, u_anisotropyMapEnable), KS_TEXTURE(P, u_anisotropyMap), KS_PARAM(P, u_anisotropyValue),
-        KS_PARAM(P, u_anisotropyTransform), KS_PARAM(P, u_anisoRotationMapEnable), KS_TEXTURE(P, u_anisoRotationMap),
-        KS_PARAM(P, u_anisoRotationValue), KS_PARAM(P, u_anisoRotationTransform), KS_PARAM(P, u_brdfCurvePower),
-        KS_PARAM(P, u_brdf00Reflectivity), KS_PARAM(P, u_brdf90Reflectivity), KS_PARAM(P, u_cutoutsSwitcher),
-        KS_TEXTURE(P, u_cutoutMap), KS_PARAM(P, u_cutoutTransform), KS_PARAM(P, u_cutoutsCenter),
-        KS_PARAM(P, u_cutoutsSize), KS_PARAM(P, u_cutoutsSpace), KS_PARAM(P, u_uvScale), KS_PARAM(P, u_otherScale),
-        KS_PARAM(P, u_uvDefScale), KS_PARAM(P, u_cutoutAmount), KS_PARAM(P, u_cosineUsesBump),
-        KS_PARAM(P, u_bumpSwitcher), KS_PARAM(P, u_metalPatternScale), KS_PARAM(P, u_reflectSwitcher),
-        KS_PARAM(P, u_anisoSwitcher), KS_PARAM(P, u_anisoRotSwitcher), KS_PARAM(P, u_anisoColor),
-        KS_PARAM(P, u_reflectColor), KS_PARAM(P, u_reflMapAmount), KS_PARAM(P, u_anisoMapAmount),
-        KS_PARAM(P, u_anisorotMapAmount), KS_PARAM(P, u_brushMapEnable), KS_TEXTURE(P, u_brushMap),
-        KS_PARAM(P, u_brushTransform), KS_PARAM(P, u_breakMapEnable), KS_TEXTURE(P, u_breakMap),
-        KS_PARAM(P, u_breakTransform), KS_PARAM(P, u_bumpMapColorEnable), KS_TEXTURE(P, u_bumpMapColor),
-        KS_PARAM(P, u_bumpMapColorTransform), KS_PARAM(P, u_noiseanodized_tiling), KS_PARAM(P, u_bumpMapAmount),
-        KS_PARAM(P, u_patinaEnable), KS_TEXTURE(P, u_patinaMap), KS_PARAM(P, u_patinaColor),
-        KS_PARAM(P, u_patinaGlossy), KS_PARAM(P, u_patinaBrdf00Reflectivity), KS_PARAM(P, u_reflectionHighlightOnly),
-        KS_PARAM(P, n_patinaPercent),
-    },
+    commonInputRows<P>(), latticeAORows<P>(), globalClipRows<P>(),
+    KS_BLOCK_ROWS(P, KS_METAL_PARAMETERS),
     commonTintRows<P>(),
     tangentVaryingRows());
 

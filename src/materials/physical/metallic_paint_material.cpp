@@ -17,19 +17,11 @@ namespace {
 using P = MetallicPaintParams;
 
 constexpr auto kDeclarations = concatRows(
-    commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)},
+    commonInputRows<P>(), latticeAORows<P>(),
     tangentVaryingRows(),
     globalClipRows<P>(),
-    std::array{
-        KS_PARAM(P, u_topcoatEnable), KS_PARAM(P, u_pearl), KS_PARAM(P, u_pearlColor), KS_PARAM(P, u_pearlIor),
-        KS_PARAM(P, u_pearlAmount), KS_PARAM(P, u_finish), KS_PARAM(P, u_finishPeelamount),
-        KS_PARAM(P, u_baseHighlightSpread), KS_PARAM(P, u_flecksEnable), KS_PARAM(P, u_flecksColor),
-        KS_PARAM(P, u_baseMapEnable), KS_TEXTURE(P, u_baseMap), KS_PARAM(P, u_baseColor), KS_PARAM(P, u_baseTransform),
-        KS_PARAM(P, u_shiftedColor), KS_PARAM(P, u_hueWeight), KS_PARAM(P, u_baseBiasFactor),
-        KS_PARAM(P, u_baseRoughValue), KS_PARAM(P, u_topcoatRoughValue), KS_PARAM(P, u_baseCurvePower),
-        KS_PARAM(P, u_base00Reflectivity), KS_PARAM(P, u_base90Reflectivity), KS_PARAM(P, u_flecksSize),
-    },
-    commonTintRows<P>(), std::array{KS_PARAM(P, reverseNormal), KS_PARAM(P, faceForward)});
+    KS_BLOCK_ROWS(P, KS_METALLIC_PAINT_PARAMETERS),
+    commonTintRows<P>(), KS_BLOCK_ROWS(P, KS_PAINT_ORIENTATION_PARAMETERS));
 
 constexpr const VaryingLayout& kVaryings = kTangentMaterialVaryings;
 

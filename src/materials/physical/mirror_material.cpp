@@ -10,8 +10,8 @@ namespace {
 using P = MirrorParams;
 
 constexpr auto kDeclarations =
-    concatRows(commonInputRows<P>(), std::array{KS_PARAM(P, LatticeAODisable)}, globalClipRows<P>(),
-               std::array{KS_PARAM(P, u_tintColor)}, commonTintRows<P>(),
+    concatRows(commonInputRows<P>(), latticeAORows<P>(), globalClipRows<P>(),
+               KS_BLOCK_ROWS(P, KS_MIRROR_PARAMETERS), commonTintRows<P>(),
                std::array{varying(kVaryingFloat2, "uv", 24)});
 
 constexpr VaryingLayout kVaryings{.uv1 = 0, .vtxcolor = 8, .uv = 24};

@@ -13,6 +13,15 @@ struct AmbientOnlyParams {
     CommonMaterialInputs common;
 };
 
+inline constexpr ClassDoc kAmbientOnlyDoc{
+    "A diagnostic material that paints a surface in the grey of its ambient occlusion.",
+    "White unless showAmbientOnly is set; then the smallest channel of the occlusion colour, from the "
+    "precalculated source of ambientOcclusionMode or (with usingRaytracedAO) from the host. No lights, "
+    "reflections or transparency.",
+    "Set showAmbientOnly, and usingRaytracedAO (or usePrecalcAO with ambientOcclusionMode 1 or 2): at its "
+    "defaults it is plain white.",
+};
+
 class kestrel_Mtl_AmbientOnly final : public ParameterizedShader<MaterialShader, AmbientOnlyParams> {
 public:
     void declareParameters(ShaderParamRegistry* registry) override;

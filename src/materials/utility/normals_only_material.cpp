@@ -6,11 +6,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(NormalsOnlyParams, reverseNormal),
-    KS_PARAM(NormalsOnlyParams, faceForward),
-    KS_PARAM(NormalsOnlyParams, faceLight),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(NormalsOnlyParams, KS_NORMALS_ONLY_PARAMETERS);
 }  // namespace
 
 void kestrel_Mtl_NormalsOnly::declareParameters(ShaderParamRegistry* registry) {

@@ -7,12 +7,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(ShadowPlaneParams, shadowColor),
-    KS_PARAM(ShadowPlaneParams, shadowIntensity),
-    KS_PARAM(ShadowPlaneParams, receiveShadow),
-    KS_PARAM(ShadowPlaneParams, draw_mere_shadow),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(ShadowPlaneParams, KS_SHADOW_PLANE_PARAMETERS);
 }  // namespace
 
 void kestrel_Mtl_ShadowPlane::declareParameters(ShaderParamRegistry* registry) {

@@ -6,11 +6,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(SolidParams, reverseNormal),
-    KS_PARAM(SolidParams, faceForward),
-    KS_PARAM(SolidParams, patchState),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(SolidParams, KS_SOLID_PARAMETERS);
 
 Float3 patchColor(int32_t patchState) {
     switch (patchState) {

@@ -5,9 +5,7 @@
 namespace ksi {
 
 namespace {
-constexpr Declaration kDeclarations[] = {
-    KS_PARAM(UnlitParams, diffuseColor),
-};
+constexpr auto kDeclarations = KS_BLOCK_ROWS(UnlitParams, KS_UNLIT_PARAMETERS);
 }  // namespace
 
 void kestrel_Mtl_Unlit::declareParameters(ShaderParamRegistry* registry) {

@@ -6,8 +6,19 @@
 
 namespace ksi {
 
+#define KS_UNLIT_PARAMETERS(G, P, T) \
+    G("colour")                      \
+    P(Float3, diffuseColor, (Float3{1.0f, 1.0f, 0.0f}), colour("Flat colour seen by camera rays."))
+
 struct UnlitParams {
-    Float3 diffuseColor{1.0f, 1.0f, 0.0f};
+    KS_BLOCK_MEMBERS(KS_UNLIT_PARAMETERS)
+};
+
+inline constexpr ClassDoc kUnlitDoc{
+    "A flat colour seen by camera rays only.",
+    "Camera rays see diffuseColor unlit; every other ray passes as if the surface were not there, and it never "
+    "casts a shadow.",
+    "Nothing: visible (yellow) at its defaults, to camera rays only; reflections and refractions do not see it.",
 };
 
 class kestrel_Mtl_Unlit final : public ParameterizedShader<MaterialShader, UnlitParams> {

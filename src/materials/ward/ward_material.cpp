@@ -10,10 +10,10 @@ using P = WardParams;
 
 constexpr auto kDeclarations = concatRows(
     commonInputRows<P>(),
-    tangentVaryingRows(), std::array{KS_PARAM(P, LatticeAODisable)},
+    tangentVaryingRows(), latticeAORows<P>(),
     globalClipRows<P>(),
     wardMemberRows<P>(),
-    std::array{KS_PARAM(P, u_isDecal), KS_PARAM(P, u_decalTransform)},
+    KS_BLOCK_ROWS(P, KS_WARD_DECAL_PARAMETERS),
     commonTintRows<P>());
 }  // namespace
 

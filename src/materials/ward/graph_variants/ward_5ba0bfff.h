@@ -14,6 +14,14 @@ struct Ward_5ba0bfff_Graphs {
     };
 };
 
+inline constexpr ClassDoc kWard_5ba0bfff_Doc{
+    "The earlier Ward revision with noise of two constant colours on the normal maps.",
+    kWardGraphVariantDescription,
+    "As for kestrel_Mtl_Ward (u_diffuseColor and u_brdfCurvePower), and to use the graph: u_normal0MapEnable "
+    "with u_normal0Amount (the graph is the height map), and write every node member: they are all 0 until the "
+    "host sets them (an amount of 0 makes an image black, a Noise size of 0 is undefined).",
+};
+
 class kestrel_Mtl_Ward_5ba0bfff final : public WardGraphVariant<Ward_5ba0bfff_Graphs> {};
 
 }  // namespace ksi

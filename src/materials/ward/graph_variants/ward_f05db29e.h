@@ -18,6 +18,16 @@ struct Ward_f05db29e_Graphs {
     };
 };
 
+inline constexpr ClassDoc kWard_f05db29e_Doc{
+    "The earlier Ward revision with an image height map on the normal maps and a brick pattern of two images as "
+    "the diffuse colour.",
+    kWardGraphVariantDescription,
+    "As for kestrel_Mtl_Ward (u_diffuseColor and u_brdfCurvePower), and to use the graph: u_diffuseMapEnable "
+    "(the graph is the diffuse colour) and u_normal0MapEnable with u_normal0Amount (the graph is the height "
+    "map), and write every node member: they are all 0 until the host sets them (an amount of 0 makes an image "
+    "black, a Noise size of 0 is undefined).",
+};
+
 class kestrel_Mtl_Ward_f05db29e final : public WardGraphVariant<Ward_f05db29e_Graphs> {};
 
 }  // namespace ksi

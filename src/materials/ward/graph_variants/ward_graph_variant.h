@@ -14,12 +14,30 @@
 #pragma once
 
 #include <cstddef>
+#include <tuple>
 #include <type_traits>
 
 #include "materials/ward/ward_shading.h"
 #include "textures/node_graph.h"
 
 namespace ksi {
+
+// What every variant's ClassDoc says of the family.
+inline constexpr const char* kWardGraphVariantDescription =
+    "The Ward material of an earlier revision with a fixed texture-node graph compiled in (see graph): normal "
+    "maps are height maps, there is no clipping, decal or common tint, and sampling has no refraction branch. "
+    "The node members are named by their path from the Ward input down the graph, and explained once per node "
+    "type.";
+
+// Where this revision reads a Ward member differently: its normal maps are height maps. For the
+// explanations only; the members are the Ward's.
+#define KS_WARD_GRAPH_VARIANT_MEANINGS(G, P, T)                                                                   \
+    G("normal map 0")                                                                                             \
+    T(Texture, u_normal0Map, "Height map (red + green + blue) of normal map 0, unless a normal0_map graph takes " \
+      "its place.")                                                                                               \
+    G("normal map 1")                                                                                             \
+    T(Texture, u_normal1Map, "Height map (red + green + blue) of normal map 1, unless a normal0_map graph takes " \
+      "its place.")
 
 // The block: the Ward members first (so the Ward's own rows address them unchanged), then the
 // node members of each input's graph. The clip, decal and tint members of the Ward block are
@@ -84,13 +102,19 @@ struct WardGraphMaps {
     }
 };
 
-// Every node member, named by the input the graph feeds: "_ward_" + the Ward input.
+// The Ward inputs a graph may feed, each named "_ward_" + the input, with where the block keeps
+// its graph. The catalogue reads the graphs from here too.
 template <class Graphs>
-inline constexpr auto kWardGraphMembers = nodes::graphMembers(
-    Graphs::kBlockOrder, "_ward_",
+inline constexpr auto kWardGraphRoots = std::tuple{
     nodes::GraphRoot<typename Graphs::Normal0>{"_ward_normal0_map", offsetof(WardGraphParams<Graphs>, normal0)},
     nodes::GraphRoot<typename Graphs::Diffuse>{"_ward_diffuse_color", offsetof(WardGraphParams<Graphs>, diffuse)},
-    nodes::GraphRoot<typename Graphs::Cutout>{"_ward_cutout_map", offsetof(WardGraphParams<Graphs>, cutout)});
+    nodes::GraphRoot<typename Graphs::Cutout>{"_ward_cutout_map", offsetof(WardGraphParams<Graphs>, cutout)}};
+
+// Every node member, named by the input the graph feeds.
+template <class Graphs>
+inline constexpr auto kWardGraphMembers = std::apply(
+    [](auto... roots) { return nodes::graphMembers(Graphs::kBlockOrder, "_ward_", roots...); },
+    kWardGraphRoots<Graphs>);
 
 template <class Graphs>
 class WardGraphVariant : public ParameterizedShader<MaterialShader, WardGraphParams<Graphs>> {
@@ -99,7 +123,7 @@ class WardGraphVariant : public ParameterizedShader<MaterialShader, WardGraphPar
 
     static constexpr auto kDeclarations = concatRows(
         tangentVaryingRows(kWardGraphVaryings.bitangent, kWardGraphVaryings.tangent, kWardGraphVaryings.uv),
-        std::array{KS_PARAM(WardParams, LatticeAODisable)},
+        latticeAORows<WardParams>(),
         wardMemberRows<WardParams>(),
         nodes::graphRows(kWardGraphMembers<Graphs>),
         commonInputRows<WardParams>(kWardGraphVaryings.uv1, kWardGraphVaryings.vtxcolor));
