@@ -111,42 +111,55 @@ RenderStats& RenderStats::operator+=(const RenderStats& other) {
     return *this;
 }
 
+namespace {
+
+// The mean of a pixel's samples, drawn from the pixel's own random stream; samples that are
+// not finite are left out and counted.
+glm::vec4 renderPixel(Tracer& tracer, const RenderSettings& settings, int x, int y, uint64_t& dropped) {
+    const uint64_t index = static_cast<uint64_t>(y) * static_cast<uint64_t>(settings.width) + static_cast<uint64_t>(x);
+    pcg32 random(pixelSeed(settings.seed, index), index);
+    glm::vec4 sum(0.0f);
+    int kept = 0;
+    for (int s = 0; s < settings.samplesPerPixel; ++s) {
+        Sample sample = tracer.cameraSample(x, y, random);
+        if (!sample.finite) {
+            ++dropped;
+            continue;
+        }
+        sum += sample.color;
+        ++kept;
+    }
+    return kept > 0 ? sum / static_cast<float>(kept) : glm::vec4(0.0f);
+}
+
+void renderTile(Tracer& tracer, const RenderSettings& settings, int tile, Image& image, uint64_t& dropped) {
+    const int tilesX = (image.width + kTileSize - 1) / kTileSize;
+    const int x0 = (tile % tilesX) * kTileSize, y0 = (tile / tilesX) * kTileSize;
+    for (int y = y0; y < std::min(y0 + kTileSize, image.height); ++y) {
+        for (int x = x0; x < std::min(x0 + kTileSize, image.width); ++x) {
+            image.at(x, y) = renderPixel(tracer, settings, x, y, dropped);
+        }
+    }
+}
+
+}  // namespace
+
 Image renderImage(const Scene& scene, const RenderSettings& settings, RenderStats& stats,
                   const ProgressOptions& progress) {
     Image image;
     image.width = settings.width;
     image.height = settings.height;
     image.pixels.assign(static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height), glm::vec4(0.0f));
-    const int tilesX = (image.width + kTileSize - 1) / kTileSize;
-    const int tilesY = (image.height + kTileSize - 1) / kTileSize;
+    const int tiles = ((image.width + kTileSize - 1) / kTileSize) * ((image.height + kTileSize - 1) / kTileSize);
     std::atomic<uint64_t> rays{0}, dropped{0};
     const auto start = std::chrono::steady_clock::now();
     {
-        ProgressBar bar(progress, tilesX * tilesY);
-        tbb::parallel_for(tbb::blocked_range<int>(0, tilesX * tilesY, 1), [&](const tbb::blocked_range<int>& range) {
+        ProgressBar bar(progress, tiles);
+        tbb::parallel_for(tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& range) {
             Tracer tracer(scene, settings);
             uint64_t droppedHere = 0;
             for (int tile = range.begin(); tile != range.end(); ++tile) {
-                const int x0 = (tile % tilesX) * kTileSize, y0 = (tile / tilesX) * kTileSize;
-                for (int y = y0; y < std::min(y0 + kTileSize, image.height); ++y) {
-                    for (int x = x0; x < std::min(x0 + kTileSize, image.width); ++x) {
-                        const uint64_t index =
-                            static_cast<uint64_t>(y) * static_cast<uint64_t>(image.width) + static_cast<uint64_t>(x);
-                        pcg32 random(pixelSeed(settings.seed, index), index);
-                        glm::vec4 sum(0.0f);
-                        int kept = 0;
-                        for (int s = 0; s < settings.samplesPerPixel; ++s) {
-                            Sample sample = tracer.cameraSample(x, y, random);
-                            if (!sample.finite) {
-                                ++droppedHere;
-                                continue;
-                            }
-                            sum += sample.color;
-                            ++kept;
-                        }
-                        image.at(x, y) = kept > 0 ? sum / static_cast<float>(kept) : glm::vec4(0.0f);
-                    }
-                }
+                renderTile(tracer, settings, tile, image, droppedHere);
                 bar.advance();
             }
             rays.fetch_add(tracer.rayCount(), std::memory_order_relaxed);

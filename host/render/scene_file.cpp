@@ -197,16 +197,76 @@ void completeParameters(ShaderInstance& shader) {
     }
 }
 
+namespace {
+
+// The texels of a data texture written in the scene file: one row of 1 to 4 numbers each.
+std::vector<ksi::Float4> readTexels(const Reader& reader, const json& value, const std::string& place) {
+    std::vector<ksi::Float4> row;
+    for (std::size_t i = 0; i < value.size(); ++i) {
+        const std::string texelPlace = Reader::item(place, i);
+        if (!value[i].is_array() || value[i].empty() || value[i].size() > 4) {
+            reader.fail(texelPlace, "expected a texel of 1 to 4 numbers, found " + Reader::describe(value[i]));
+        }
+        std::vector<float> v = reader.numbers(value[i], texelPlace, value[i].size());
+        ksi::Float4 texel(0.0f, 0.0f, 0.0f, 1.0f);
+        std::copy(v.begin(), v.end(), &texel.x);
+        row.push_back(texel);
+    }
+    if (row.empty()) reader.fail(place, "a data texture needs at least one texel");
+    return row;
+}
+
+// A texture parameter: null unbinds, a path opens the file, a data texture may be texels.
+void bindTexture(ShaderInstance& shader, const ParameterDeclaration& p, const json& value, const Reader& reader,
+                 const std::string& place, TextureSet& textures, const std::string& expected) {
+    if (value.is_null()) {
+        shader.bindTexture(p.name, nullptr, -1);
+        return;
+    }
+    if (p.type == ParamType::DataTexture && value.is_array()) {
+        shader.bindTexture(p.name, textures.fromData({readTexels(reader, value, place)}), 0);
+        return;
+    }
+    if (!value.is_string()) {
+        reader.fail(place, std::string("expected an image file path") +
+                               (p.type == ParamType::DataTexture ? " or an array of texels" : "") + ", found " +
+                               Reader::describe(value) + " " + expected);
+    }
+    try {
+        shader.bindTexture(p.name, textures.open(reader.path(value, place), p.type), 0);
+    } catch (const TextureError& error) {
+        reader.fail(place, error.what());
+    }
+}
+
+void setVector(ShaderInstance& shader, const std::string& name, const std::vector<float>& v) {
+    if (v.size() == 2) shader.set(name, ksi::Float2(v[0], v[1]));
+    if (v.size() == 3) shader.set(name, ksi::Float3(v[0], v[1], v[2]));
+    if (v.size() == 4) shader.set(name, ksi::Float4(v[0], v[1], v[2], v[3]));
+}
+
+template <class Matrix>
+void setMatrix(ShaderInstance& shader, const std::string& name, const std::vector<float>& v) {
+    Matrix m;
+    std::copy(v.begin(), v.end(), m.m);
+    shader.set(name, m);
+}
+
+[[noreturn]] void failUnknownParameter(const ShaderInstance& shader, const std::string& name, const Reader& reader,
+                                       const std::string& place) {
+    std::vector<std::string> names = shader.parameterNames();
+    std::string list;
+    for (const std::string& n : names) list += (list.empty() ? "" : ", ") + n;
+    reader.fail(place, shader.className() + " has no parameter '" + name + "'" + didYouMean(name, names) +
+                           "; its parameters are: " + list);
+}
+
+}  // namespace
+
 void setParameter(ShaderInstance& shader, const std::string& name, const json& value, const SceneSource& source,
                   const std::string& place, TextureSet& textures) {
     Reader reader(source);
-    if (!shader.hasParameter(name)) {
-        std::vector<std::string> names = shader.parameterNames();
-        std::string list;
-        for (const std::string& n : names) list += (list.empty() ? "" : ", ") + n;
-        reader.fail(place, shader.className() + " has no parameter '" + name + "'" + didYouMean(name, names) +
-                               "; its parameters are: " + list);
-    }
+    if (!shader.hasParameter(name)) failUnknownParameter(shader, name, reader, place);
     const ParameterDeclaration& p = shader.parameter(name);
     const std::string expected = std::string("(") + shader.className() + " declares '" + name + "' as " +
                                  typeName(p.type) + ")";
@@ -235,61 +295,14 @@ void setParameter(ShaderInstance& shader, const std::string& name, const json& v
             if (!value.is_array() || value.size() != n) {
                 wrong("expected an array of " + std::to_string(n) + " numbers, found " + Reader::describe(value));
             }
-            std::vector<float> v = reader.numbers(value, place, n);
-            if (n == 2) shader.set(name, ksi::Float2(v[0], v[1]));
-            if (n == 3) shader.set(name, ksi::Float3(v[0], v[1], v[2]));
-            if (n == 4) shader.set(name, ksi::Float4(v[0], v[1], v[2], v[3]));
+            setVector(shader, name, reader.numbers(value, place, n));
             return;
         }
-        case ParamType::Matrix3: {
-            std::vector<float> v = reader.matrix(value, place, 3);
-            ksi::Float3x3 m;
-            std::copy(v.begin(), v.end(), m.m);
-            shader.set(name, m);
-            return;
-        }
-        case ParamType::Matrix4: {
-            std::vector<float> v = reader.matrix(value, place, 4);
-            ksi::Float4x4 m;
-            std::copy(v.begin(), v.end(), m.m);
-            shader.set(name, m);
-            return;
-        }
+        case ParamType::Matrix3: setMatrix<ksi::Float3x3>(shader, name, reader.matrix(value, place, 3)); return;
+        case ParamType::Matrix4: setMatrix<ksi::Float4x4>(shader, name, reader.matrix(value, place, 4)); return;
         case ParamType::DataTexture:
         case ParamType::Texture:
-        case ParamType::CubeTexture: {
-            if (value.is_null()) {
-                shader.bindTexture(name, nullptr, -1);
-                return;
-            }
-            if (p.type == ParamType::DataTexture && value.is_array()) {
-                std::vector<ksi::Float4> row;
-                for (std::size_t i = 0; i < value.size(); ++i) {
-                    const std::string texelPlace = Reader::item(place, i);
-                    if (!value[i].is_array() || value[i].empty() || value[i].size() > 4) {
-                        reader.fail(texelPlace, "expected a texel of 1 to 4 numbers, found " + Reader::describe(value[i]));
-                    }
-                    std::vector<float> v = reader.numbers(value[i], texelPlace, value[i].size());
-                    ksi::Float4 texel(0.0f, 0.0f, 0.0f, 1.0f);
-                    std::copy(v.begin(), v.end(), &texel.x);
-                    row.push_back(texel);
-                }
-                if (row.empty()) reader.fail(place, "a data texture needs at least one texel");
-                shader.bindTexture(name, textures.fromData({row}), 0);
-                return;
-            }
-            if (!value.is_string()) {
-                wrong(std::string("expected an image file path") +
-                      (p.type == ParamType::DataTexture ? " or an array of texels" : "") + ", found " +
-                      Reader::describe(value));
-            }
-            try {
-                shader.bindTexture(name, textures.open(reader.path(value, place), p.type), 0);
-            } catch (const TextureError& error) {
-                reader.fail(place, error.what());
-            }
-            return;
-        }
+        case ParamType::CubeTexture: bindTexture(shader, p, value, reader, place, textures, expected); return;
     }
 }
 
@@ -325,143 +338,163 @@ json readSceneFile(const std::string& path) {
     return parseSceneText(text.str(), path);
 }
 
+namespace {
+
+void readCamera(const Reader& reader, const json& value, Camera& camera) {
+    const json& spec = reader.object(value, "camera", {"position", "lookAt", "up", "fov"});
+    if (spec.contains("position")) camera.position = reader.vec3(spec["position"], "camera.position");
+    if (spec.contains("lookAt")) camera.lookAt = reader.vec3(spec["lookAt"], "camera.lookAt");
+    if (spec.contains("up")) camera.up = reader.vec3(spec["up"], "camera.up");
+    if (spec.contains("fov")) {
+        float fov = reader.number(spec["fov"], "camera.fov");
+        if (!(fov > 0.0f && fov < 180.0f)) reader.fail("camera.fov", "expected a vertical angle between 0 and 180 degrees");
+        camera.fovDegrees = fov;
+    }
+    glm::vec3 forward = camera.lookAt - camera.position;
+    if (!(glm::length(forward) > 0.0f)) reader.fail("camera.lookAt", "the camera looks at its own position");
+    if (!(glm::length(glm::cross(forward, camera.up)) > 0.0f)) {
+        reader.fail("camera.up", "the up direction is parallel to the viewing direction");
+    }
+}
+
+Integrator readMode(const Reader& reader, const json& value) {
+    std::string mode = reader.string(value, "render.mode");
+    if (mode == "shade") return Integrator::Shade;
+    if (mode == "path") return Integrator::Path;
+    reader.fail("render.mode", "unknown mode '" + mode + "'" + didYouMean(mode, {"shade", "path"}) +
+                                   " (expected shade or path)");
+}
+
+void readRenderSettings(const Reader& reader, const json& value, RenderSettings& settings) {
+    const json& render = reader.object(value, "render",
+                                       {"resolution", "spp", "mode", "seed", "maxDepth", "occlusionSamples",
+                                        "occlusionDistance"});
+    if (render.contains("resolution")) {
+        const json& r = render["resolution"];
+        if (!r.is_array() || r.size() != 2) reader.fail("render.resolution", "expected [width, height]");
+        settings.width = reader.integer(r[0], "render.resolution[0]", 1, 16384);
+        settings.height = reader.integer(r[1], "render.resolution[1]", 1, 16384);
+    }
+    if (render.contains("spp")) settings.samplesPerPixel = reader.integer(render["spp"], "render.spp", 1, 1 << 20);
+    if (render.contains("mode")) settings.integrator = readMode(reader, render["mode"]);
+    if (render.contains("seed")) {
+        settings.seed = static_cast<uint64_t>(reader.integer(render["seed"], "render.seed", 0, std::numeric_limits<int>::max()));
+    }
+    if (render.contains("maxDepth")) settings.maxDepth = reader.integer(render["maxDepth"], "render.maxDepth", 1, 64);
+    if (render.contains("occlusionSamples")) {
+        settings.occlusionSamples = reader.integer(render["occlusionSamples"], "render.occlusionSamples", 1, 256);
+    }
+    if (render.contains("occlusionDistance")) {
+        settings.occlusionDistance = reader.number(render["occlusionDistance"], "render.occlusionDistance");
+        if (!(settings.occlusionDistance > 0.0f)) reader.fail("render.occlusionDistance", "expected a positive distance");
+    }
+}
+
+Light readLight(const Reader& reader, const PluginLibrary& library, const json& value, const std::string& place,
+                TextureSet& textures) {
+    const json& spec = reader.object(value, place, {"class", "parameters", "position", "axis", "specularScale", "specular"});
+    Light light;
+    json shaderSpec = json::object();
+    if (spec.contains("class")) shaderSpec["class"] = spec["class"];
+    if (spec.contains("parameters")) shaderSpec["parameters"] = spec["parameters"];
+    if (!spec.contains("class")) reader.fail(place, "missing 'class'");
+    light.shader = createShader(reader, library, shaderSpec, place, ksi::kKindLight, textures);
+    if (!spec.contains("position")) reader.fail(place, "missing 'position'");
+    light.position = reader.vec3(spec["position"], Reader::child(place, "position"));
+    if (spec.contains("axis")) {
+        light.axis = reader.vec3(spec["axis"], Reader::child(place, "axis"));
+        if (!(glm::length(light.axis) > 0.0f)) reader.fail(Reader::child(place, "axis"), "the axis has no length");
+        light.axis = glm::normalize(light.axis);
+    }
+    if (spec.contains("specularScale")) {
+        light.specularScale = reader.number(spec["specularScale"], Reader::child(place, "specularScale"));
+    }
+    if (spec.contains("specular")) {
+        if (!spec["specular"].is_boolean()) reader.fail(Reader::child(place, "specular"), "expected true or false");
+        light.specular = spec["specular"].get<bool>();
+    }
+    return light;
+}
+
+std::shared_ptr<Mesh> readShape(const Reader& reader, const json& value, const std::string& place) {
+    std::string shape = reader.string(value, place);
+    static const std::vector<std::string> kShapes = {"sphere", "plane", "box", "materialBall"};
+    if (shape == "sphere") return std::make_shared<Mesh>(makeSphere());
+    if (shape == "plane") return std::make_shared<Mesh>(makePlane());
+    if (shape == "box") return std::make_shared<Mesh>(makeBox());
+    if (shape == "materialBall") return std::make_shared<Mesh>(makeMaterialBall());
+    reader.fail(place, "unknown shape '" + shape + "'" + didYouMean(shape, kShapes) +
+                           " (expected sphere, plane, box or materialBall)");
+}
+
+std::shared_ptr<Mesh> readMesh(const Reader& reader, const json& value, const std::string& place) {
+    std::string file = reader.path(value, place);
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(file, error)) reader.fail(place, "mesh file '" + file + "' does not exist");
+    try {
+        return std::make_shared<Mesh>(loadObj(file));
+    } catch (const std::runtime_error& e) {
+        reader.fail(place, "cannot read mesh '" + file + "': " + e.what());
+    }
+}
+
+void readObjectMatrix(const Reader& reader, const json& value, const std::string& place, Object& object) {
+    std::vector<float> m = reader.matrix(value, place, 4);
+    std::copy(m.begin(), m.end(), object.objectMatrix.m);
+    // The row-major, row-vector matrix read in column-major order is its own column-vector form.
+    object.toWorld = glm::make_mat4(m.data());
+    if (!(std::fabs(glm::determinant(glm::mat3(object.toWorld))) > 0.0f)) {
+        reader.fail(place, "the matrix is singular (it flattens the object)");
+    }
+}
+
+// An object and its material, which is appended to the scene's materials.
+Object readObject(const Reader& reader, const PluginLibrary& library, const json& value, const std::string& place,
+                  TextureSet& textures, Scene& scene) {
+    const json& spec = reader.object(value, place, {"shape", "mesh", "matrix", "material"});
+    Object object;
+    if (spec.contains("shape") == spec.contains("mesh")) {
+        reader.fail(place, "expected exactly one of 'shape' (sphere, plane, box, materialBall) or 'mesh' (an OBJ file)");
+    }
+    object.mesh = spec.contains("shape") ? readShape(reader, spec["shape"], Reader::child(place, "shape"))
+                                         : readMesh(reader, spec["mesh"], Reader::child(place, "mesh"));
+    if (spec.contains("matrix")) readObjectMatrix(reader, spec["matrix"], Reader::child(place, "matrix"), object);
+    if (!spec.contains("material")) reader.fail(place, "missing 'material'");
+    const std::string materialPlace = Reader::child(place, "material");
+    object.material = static_cast<int>(scene.materials.size());
+    scene.materials.push_back(makeMaterial(
+        createShader(reader, library, spec["material"], materialPlace, ksi::kKindMaterial, textures), materialPlace));
+    return object;
+}
+
+const json& readArray(const Reader& reader, const json& value, const std::string& place, const std::string& what) {
+    if (!value.is_array()) reader.fail(place, "expected an array of " + what + ", found " + Reader::describe(value));
+    return value;
+}
+
+}  // namespace
+
 void loadScene(const json& document, const SceneSource& source, const PluginLibrary& library, TextureSet& textures,
                Scene& scene, RenderSettings& settings) {
     Reader reader(source);
     reader.object(document, "", {"camera", "render", "environment", "lights", "objects", "ambient"});
-
-    if (document.contains("camera")) {
-        const json& camera = reader.object(document["camera"], "camera", {"position", "lookAt", "up", "fov"});
-        if (camera.contains("position")) scene.camera.position = reader.vec3(camera["position"], "camera.position");
-        if (camera.contains("lookAt")) scene.camera.lookAt = reader.vec3(camera["lookAt"], "camera.lookAt");
-        if (camera.contains("up")) scene.camera.up = reader.vec3(camera["up"], "camera.up");
-        if (camera.contains("fov")) {
-            float fov = reader.number(camera["fov"], "camera.fov");
-            if (!(fov > 0.0f && fov < 180.0f)) reader.fail("camera.fov", "expected a vertical angle between 0 and 180 degrees");
-            scene.camera.fovDegrees = fov;
-        }
-        glm::vec3 forward = scene.camera.lookAt - scene.camera.position;
-        if (!(glm::length(forward) > 0.0f)) reader.fail("camera.lookAt", "the camera looks at its own position");
-        if (!(glm::length(glm::cross(forward, scene.camera.up)) > 0.0f)) {
-            reader.fail("camera.up", "the up direction is parallel to the viewing direction");
-        }
-    }
-
-    if (document.contains("render")) {
-        const json& render = reader.object(document["render"], "render",
-                                           {"resolution", "spp", "mode", "seed", "maxDepth", "occlusionSamples",
-                                            "occlusionDistance"});
-        if (render.contains("resolution")) {
-            const json& r = render["resolution"];
-            if (!r.is_array() || r.size() != 2) reader.fail("render.resolution", "expected [width, height]");
-            settings.width = reader.integer(r[0], "render.resolution[0]", 1, 16384);
-            settings.height = reader.integer(r[1], "render.resolution[1]", 1, 16384);
-        }
-        if (render.contains("spp")) settings.samplesPerPixel = reader.integer(render["spp"], "render.spp", 1, 1 << 20);
-        if (render.contains("mode")) {
-            std::string mode = reader.string(render["mode"], "render.mode");
-            if (mode == "shade") settings.integrator = Integrator::Shade;
-            else if (mode == "path") settings.integrator = Integrator::Path;
-            else reader.fail("render.mode", "unknown mode '" + mode + "'" + didYouMean(mode, {"shade", "path"}) +
-                                                 " (expected shade or path)");
-        }
-        if (render.contains("seed")) settings.seed = static_cast<uint64_t>(reader.integer(render["seed"], "render.seed", 0, std::numeric_limits<int>::max()));
-        if (render.contains("maxDepth")) settings.maxDepth = reader.integer(render["maxDepth"], "render.maxDepth", 1, 64);
-        if (render.contains("occlusionSamples")) {
-            settings.occlusionSamples = reader.integer(render["occlusionSamples"], "render.occlusionSamples", 1, 256);
-        }
-        if (render.contains("occlusionDistance")) {
-            settings.occlusionDistance = reader.number(render["occlusionDistance"], "render.occlusionDistance");
-            if (!(settings.occlusionDistance > 0.0f)) reader.fail("render.occlusionDistance", "expected a positive distance");
-        }
-    }
-
+    if (document.contains("camera")) readCamera(reader, document["camera"], scene.camera);
+    if (document.contains("render")) readRenderSettings(reader, document["render"], settings);
     if (document.contains("ambient")) scene.ambient = reader.vec3(document["ambient"], "ambient");
-
     if (document.contains("environment")) {
         scene.environment = createShader(reader, library, document["environment"], "environment",
                                          ksi::kKindEnvironment, textures);
     }
-
     if (document.contains("lights")) {
-        const json& lights = document["lights"];
-        if (!lights.is_array()) reader.fail("lights", "expected an array of lights, found " + Reader::describe(lights));
+        const json& lights = readArray(reader, document["lights"], "lights", "lights");
         for (std::size_t i = 0; i < lights.size(); ++i) {
-            const std::string place = Reader::item("lights", i);
-            const json& spec = reader.object(lights[i], place,
-                                             {"class", "parameters", "position", "axis", "specularScale", "specular"});
-            Light light;
-            json shaderSpec = json::object();
-            if (spec.contains("class")) shaderSpec["class"] = spec["class"];
-            if (spec.contains("parameters")) shaderSpec["parameters"] = spec["parameters"];
-            if (!spec.contains("class")) reader.fail(place, "missing 'class'");
-            light.shader = createShader(reader, library, shaderSpec, place, ksi::kKindLight, textures);
-            if (!spec.contains("position")) reader.fail(place, "missing 'position'");
-            light.position = reader.vec3(spec["position"], Reader::child(place, "position"));
-            if (spec.contains("axis")) {
-                light.axis = reader.vec3(spec["axis"], Reader::child(place, "axis"));
-                if (!(glm::length(light.axis) > 0.0f)) reader.fail(Reader::child(place, "axis"), "the axis has no length");
-                light.axis = glm::normalize(light.axis);
-            }
-            if (spec.contains("specularScale")) {
-                light.specularScale = reader.number(spec["specularScale"], Reader::child(place, "specularScale"));
-            }
-            if (spec.contains("specular")) {
-                if (!spec["specular"].is_boolean()) reader.fail(Reader::child(place, "specular"), "expected true or false");
-                light.specular = spec["specular"].get<bool>();
-            }
-            scene.lights.push_back(std::move(light));
+            scene.lights.push_back(readLight(reader, library, lights[i], Reader::item("lights", i), textures));
         }
     }
-
     if (document.contains("objects")) {
-        const json& objects = document["objects"];
-        if (!objects.is_array()) reader.fail("objects", "expected an array of objects, found " + Reader::describe(objects));
+        const json& objects = readArray(reader, document["objects"], "objects", "objects");
         for (std::size_t i = 0; i < objects.size(); ++i) {
-            const std::string place = Reader::item("objects", i);
-            const json& spec = reader.object(objects[i], place, {"shape", "mesh", "matrix", "material"});
-            Object object;
-            if (spec.contains("shape") == spec.contains("mesh")) {
-                reader.fail(place, "expected exactly one of 'shape' (sphere, plane, box, materialBall) or 'mesh' (an OBJ file)");
-            }
-            if (spec.contains("shape")) {
-                const std::string shapePlace = Reader::child(place, "shape");
-                std::string shape = reader.string(spec["shape"], shapePlace);
-                static const std::vector<std::string> kShapes = {"sphere", "plane", "box", "materialBall"};
-                if (shape == "sphere") object.mesh = std::make_shared<Mesh>(makeSphere());
-                else if (shape == "plane") object.mesh = std::make_shared<Mesh>(makePlane());
-                else if (shape == "box") object.mesh = std::make_shared<Mesh>(makeBox());
-                else if (shape == "materialBall") object.mesh = std::make_shared<Mesh>(makeMaterialBall());
-                else reader.fail(shapePlace, "unknown shape '" + shape + "'" + didYouMean(shape, kShapes) +
-                                                 " (expected sphere, plane, box or materialBall)");
-            } else {
-                const std::string meshPlace = Reader::child(place, "mesh");
-                std::string file = reader.path(spec["mesh"], meshPlace);
-                std::error_code error;
-                if (!std::filesystem::is_regular_file(file, error)) reader.fail(meshPlace, "mesh file '" + file + "' does not exist");
-                try {
-                    object.mesh = std::make_shared<Mesh>(loadObj(file));
-                } catch (const std::runtime_error& e) {
-                    reader.fail(meshPlace, "cannot read mesh '" + file + "': " + e.what());
-                }
-            }
-            if (spec.contains("matrix")) {
-                std::vector<float> m = reader.matrix(spec["matrix"], Reader::child(place, "matrix"), 4);
-                std::copy(m.begin(), m.end(), object.objectMatrix.m);
-                // The row-major, row-vector matrix read in column-major order is its own
-                // column-vector form.
-                object.toWorld = glm::make_mat4(m.data());
-                if (!(std::fabs(glm::determinant(glm::mat3(object.toWorld))) > 0.0f)) {
-                    reader.fail(Reader::child(place, "matrix"), "the matrix is singular (it flattens the object)");
-                }
-            }
-            if (!spec.contains("material")) reader.fail(place, "missing 'material'");
-            const std::string materialPlace = Reader::child(place, "material");
-            object.material = static_cast<int>(scene.materials.size());
-            scene.materials.push_back(makeMaterial(
-                createShader(reader, library, spec["material"], materialPlace, ksi::kKindMaterial, textures),
-                materialPlace));
-            scene.objects.push_back(std::move(object));
+            scene.objects.push_back(readObject(reader, library, objects[i], Reader::item("objects", i), textures, scene));
         }
     }
     scene.commit();

@@ -126,7 +126,7 @@ void destroyAs(ksi::TextureObject* object) {
 }  // namespace
 
 TextureSet::TextureSet() : impl_(std::make_unique<Impl>()) {
-    impl_->system = OIIO::TextureSystem::create(false);
+    impl_->system = OIIO::TextureSystem::create(/*shared=*/false);
     impl_->system->attribute("automip", 1);
 }
 

@@ -3,57 +3,36 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 
 #include <glm/gtc/constants.hpp>
-#include <glm/gtc/noise.hpp>
+
+#include "render/hash_noise.h"
+#include "render/path_integrator.h"
+#include "render/vectors.h"
 
 namespace kestrel::render {
 
 namespace {
 
-glm::vec3 toGlm(const ksi::Float3& v) { return {v.x, v.y, v.z}; }
-ksi::Float3 toKsi(const glm::vec3& v) { return {v.x, v.y, v.z}; }
+// Surfaces a ray steps through (materials that decline the sample) before it answers black.
+constexpr int kMaxSkippedSurfaces = 32;
+// Surfaces a shadow segment multiplies through before it counts as blocked.
+constexpr int kMaxShadowSurfaces = 16;
 
-bool isBlack(const glm::vec3& c) { return c.x == 0.0f && c.y == 0.0f && c.z == 0.0f; }
-float luminance(const glm::vec3& c) { return 0.212671f * c.x + 0.71516f * c.y + 0.072169f * c.z; }
-
-// Unit vector or zero; never NaN for a finite input.
-glm::vec3 unit(const glm::vec3& v) {
-    float length = glm::length(v);
-    return length > 0.0f && std::isfinite(length) ? v / length : glm::vec3(0.0f);
+glm::vec4 outColor(const ksi::ShadingRecord& record) {
+    return {record.outColor.x, record.outColor.y, record.outColor.z, record.outColor.w};
 }
 
-// Two unit vectors completing n to an orthonormal frame.
-void frameAround(const glm::vec3& n, glm::vec3& t, glm::vec3& b) {
-    glm::vec3 a = std::fabs(n.x) < 0.9f ? glm::vec3(1, 0, 0) : glm::vec3(0, 1, 0);
-    t = glm::normalize(glm::cross(a, n));
-    b = glm::cross(n, t);
+ksi::Float3* writeRgb(ksi::Float3* out, const glm::vec4& c) {
+    *out = ksi::Float3(c.x, c.y, c.z);
+    return out;
 }
 
-// Bits of a lattice coordinate, for hashing without converting floats to integers (which
-// overflows for huge or non-finite inputs).
-uint32_t latticeKey(float x) {
-    float f = std::floor(x) + 0.0f;  // -0 and +0 hash alike
-    uint32_t bits;
-    std::memcpy(&bits, &f, sizeof bits);
-    return bits;
+const Material& materialAt(const Scene& scene, const SurfaceHit& hit) {
+    const Object& object = scene.objects[static_cast<std::size_t>(hit.object)];
+    return scene.materials[static_cast<std::size_t>(object.material)];
 }
-
-uint32_t mix(uint32_t h) {
-    h ^= h >> 16;
-    h *= 0x7feb352dU;
-    h ^= h >> 15;
-    h *= 0x846ca68bU;
-    h ^= h >> 16;
-    return h;
-}
-
-uint32_t hash3(uint32_t a, uint32_t b, uint32_t c) { return mix(a ^ mix(b ^ mix(c + 0x9e3779b9U))); }
-
-// [-1, 1] from a hash.
-float signedUnit(uint32_t h) { return static_cast<float>(h >> 8) * (2.0f / 16777216.0f) - 1.0f; }
-
-float unsignedPerlin(float p) { return std::clamp(0.5f * p + 0.5f, 0.0f, 1.0f); }
 
 }  // namespace
 
@@ -67,6 +46,11 @@ Tracer::Tracer(const Scene& scene, const RenderSettings& settings)
 bool Tracer::intersect(const glm::vec3& origin, const glm::vec3& direction, float tNear, float tFar, SurfaceHit& hit) {
     ++rays_;
     return scene_.intersect(origin, direction, tNear, tFar, hit);
+}
+
+bool Tracer::unoccluded(const glm::vec3& origin, const glm::vec3& direction) {
+    ++rays_;
+    return !scene_.occluded(leave(origin, direction), direction, epsilon_, std::numeric_limits<float>::infinity());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -92,14 +76,14 @@ Sample Tracer::cameraSample(int x, int y, pcg32& random) {
 
     Sample sample;
     sample.color = settings_.integrator == Integrator::Path
-                       ? pathSample(camera.position, direction)
-                       : traceRadiance(camera.position, direction, ksi::kRayCamera, false, 1.0f);
+                       ? PathIntegrator(*this).radiance(camera.position, direction)
+                       : traceRadiance(camera.position, direction, RayClass{ksi::kRayCamera}, 1.0f);
     for (int k = 0; k < 4; ++k) sample.finite = sample.finite && std::isfinite(sample.color[k]);
     return sample;
 }
 
 void Tracer::fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const glm::vec3& origin,
-                        const glm::vec3& direction, int32_t rayType, bool throughMatte) const {
+                        const glm::vec3& direction, RayClass ray) const {
     std::memset(&record, 0, sizeof record);
     const Object& object = scene_.objects[static_cast<std::size_t>(hit.object)];
     const Material& material = scene_.materials[static_cast<std::size_t>(object.material)];
@@ -117,13 +101,13 @@ void Tracer::fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const
     record.outsideIorLeaving = 1.0f;
     record.frameMatrix = ksi::Float4x4::identity();
     record.objectMatrix = object.objectMatrix;
-    record.rayType = rayType;
+    record.rayType = ray.type;
     record.frontFacing = glm::dot(direction, hit.geomNormal) < 0.0f ? 1 : 0;
     record.outColor = ksi::Float4(0.0f, 0.0f, 0.0f, 1.0f);
     record.outTransmittance = ksi::Float3(0.0f);
     record.outLightShadow = ksi::Float3(1.0f);
     std::memset(record.lobeRequest, 1, sizeof record.lobeRequest);
-    record.throughMatte = throughMatte ? 1 : 0;
+    record.throughMatte = ray.throughMatte ? 1 : 0;
     ksi::Float2 uv(hit.uv.x, hit.uv.y);
     if (material.uvOffset >= 0) ksi::writeVarying(record, material.uvOffset, uv);
     if (material.uv1Offset >= 0) ksi::writeVarying(record, material.uv1Offset, uv);
@@ -132,13 +116,13 @@ void Tracer::fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const
     if (material.colorOffset >= 0) ksi::writeVarying(record, material.colorOffset, ksi::Float4(1.0f));
 }
 
-glm::vec4 Tracer::environmentRadiance(const glm::vec3& direction, int32_t rayType, bool throughMatte) {
+glm::vec4 Tracer::environmentRadiance(const glm::vec3& direction, RayClass ray) {
     if (!scene_.environment) return glm::vec4(0.0f);
     ksi::ShadingRecord record;
     std::memset(&record, 0, sizeof record);
     record.rayDir = toKsi(direction);
-    record.rayType = rayType;
-    record.throughMatte = throughMatte ? 1 : 0;
+    record.rayType = ray.type;
+    record.throughMatte = ray.throughMatte ? 1 : 0;
     record.screenPos = ksi::Float2(screenPos_.x, screenPos_.y);
     record.screenSize[0] = settings_.width;
     record.screenSize[1] = settings_.height;
@@ -146,56 +130,63 @@ glm::vec4 Tracer::environmentRadiance(const glm::vec3& direction, int32_t rayTyp
     record.objectMatrix = ksi::Float4x4::identity();
     record.outColor = ksi::Float4(0.0f, 0.0f, 0.0f, 1.0f);
     scene_.environment->environment().shade(this, &record);
-    return {record.outColor.x, record.outColor.y, record.outColor.z, record.outColor.w};
+    return outColor(record);
+}
+
+void Tracer::enterSurface(int32_t rayType, const SurfaceHit& hit) {
+    context_ = RayContext{.ray = {rayType}, .onSurface = true, .position = hit.position, .geomNormal = hit.geomNormal};
+}
+
+void Tracer::shadeNested(const ksi::MaterialShader& shader, ksi::ShadingRecord& record) {
+    ++depth_;
+    shader.shade(this, &record);
+    --depth_;
 }
 
 // Radiance and alpha arriving along a ray. Surfaces whose material declines the sample
 // (noContribution) are stepped through; nesting deeper than the depth limit, or a request
 // whose accumulated importance falls below the cut-off, answers black.
-glm::vec4 Tracer::traceRadiance(glm::vec3 origin, glm::vec3 direction, int32_t rayType, bool throughMatte,
-                                float weight) {
+glm::vec4 Tracer::traceRadiance(glm::vec3 origin, glm::vec3 direction, RayClass ray, float weight) {
     direction = unit(direction);
     float importance = importance_ * std::min(std::fabs(weight), 1.0f);
     if (isBlack(direction) || depth_ >= settings_.maxDepth || !(importance >= settings_.minWeight) ||
         !std::isfinite(origin.x + origin.y + origin.z)) {
         return glm::vec4(0.0f, 0.0f, 0.0f, 1.0f);
     }
-    constexpr int kMaxSkippedSurfaces = 32;
     origin = leave(origin, direction);
-    float tNear = rayType == ksi::kRayCamera ? 0.0f : epsilon_;
+    float tNear = ray.type == ksi::kRayCamera ? 0.0f : epsilon_;
     for (int skipped = 0; skipped < kMaxSkippedSurfaces; ++skipped) {
         SurfaceHit hit;
         if (!intersect(origin, direction, tNear, std::numeric_limits<float>::infinity(), hit)) {
-            return environmentRadiance(direction, rayType, throughMatte);
+            return environmentRadiance(direction, ray);
         }
-        const Object& object = scene_.objects[static_cast<std::size_t>(hit.object)];
-        const Material& material = scene_.materials[static_cast<std::size_t>(object.material)];
-        ksi::ShadingRecord record;
-        fillRecord(record, hit, origin, direction, rayType, throughMatte);
-
-        const RayContext savedContext = context_;
-        const float savedImportance = importance_;
-        context_ = RayContext{rayType, throughMatte, true, hit.position, hit.geomNormal};
-        importance_ = importance;
-        ++depth_;
-        material.shader->material().shade(this, &record);
-        --depth_;
-        context_ = savedContext;
-        importance_ = savedImportance;
-
-        if (!record.noContribution) {
-            return {record.outColor.x, record.outColor.y, record.outColor.z, record.outColor.w};
-        }
+        glm::vec4 color;
+        if (shadeForTrace(hit, origin, direction, ray, importance, color)) return color;
         origin = hit.position;
         tNear = epsilon_;
     }
     return glm::vec4(0.0f, 0.0f, 0.0f, 1.0f);
 }
 
-Tracer::RayContext Tracer::transmissionContext() const {
-    bool camera = context_.rayType == ksi::kRayCamera ||
-                  (context_.rayType == ksi::kRayContinuation && context_.throughMatte);
-    return camera ? RayContext{ksi::kRayContinuation, true} : RayContext{ksi::kRaySecondary, false};
+bool Tracer::shadeForTrace(const SurfaceHit& hit, const glm::vec3& origin, const glm::vec3& direction, RayClass ray,
+                           float importance, glm::vec4& color) {
+    ksi::ShadingRecord record;
+    fillRecord(record, hit, origin, direction, ray);
+    const RayContext savedContext = context_;
+    const float savedImportance = importance_;
+    context_ = RayContext{.ray = ray, .onSurface = true, .position = hit.position, .geomNormal = hit.geomNormal};
+    importance_ = importance;
+    shadeNested(materialAt(scene_, hit).shader->material(), record);
+    context_ = savedContext;
+    importance_ = savedImportance;
+    color = outColor(record);
+    return !record.noContribution;
+}
+
+RayClass Tracer::transmissionRay() const {
+    bool camera = context_.ray.type == ksi::kRayCamera ||
+                  (context_.ray.type == ksi::kRayContinuation && context_.ray.throughMatte);
+    return camera ? RayClass{ksi::kRayContinuation, true} : RayClass{ksi::kRaySecondary, false};
 }
 
 glm::vec3 Tracer::leave(const glm::vec3& origin, const glm::vec3& direction) const {
@@ -242,7 +233,8 @@ const ksi::LightSample* Tracer::getLightSamples(int32_t, const ksi::Float3* posi
 
 // Product of the transmittances of every surface between two points. A material without a
 // shadowTransmittance slot is opaque; one that declines the sample lets the ray through.
-glm::vec3 Tracer::transmittance(const glm::vec3& from, const glm::vec3& to, bool toInfinity) {
+glm::vec3 Tracer::transmittance(const glm::vec3& from, const glm::vec3& to, SegmentEnd end) {
+    const bool toInfinity = end == SegmentEnd::Infinity;
     glm::vec3 direction = toInfinity ? unit(to) : to - from;
     float distance = toInfinity ? std::numeric_limits<float>::infinity() : glm::length(direction);
     if (!toInfinity) direction = unit(direction);
@@ -251,15 +243,13 @@ glm::vec3 Tracer::transmittance(const glm::vec3& from, const glm::vec3& to, bool
     glm::vec3 result(1.0f);
     float tNear = epsilon_;
     const float tFar = toInfinity ? distance : distance - epsilon_;
-    constexpr int kMaxSurfaces = 16;
-    for (int i = 0; i < kMaxSurfaces; ++i) {
+    for (int i = 0; i < kMaxShadowSurfaces; ++i) {
         SurfaceHit hit;
         if (!intersect(start, direction, tNear, tFar, hit)) return result;
-        const Object& object = scene_.objects[static_cast<std::size_t>(hit.object)];
-        const Material& material = scene_.materials[static_cast<std::size_t>(object.material)];
+        const Material& material = materialAt(scene_, hit);
         if (!(material.capabilities & ksi::kCapShadowTransmittance)) return glm::vec3(0.0f);
         ksi::ShadingRecord record;
-        fillRecord(record, hit, start, direction, ksi::kRayShadow, false);
+        fillRecord(record, hit, start, direction, RayClass{ksi::kRayShadow});
         material.shader->material().shadowTransmittance(this, &record);
         if (!record.noContribution) result *= toGlm(record.outTransmittance);
         if (isBlack(result)) return result;
@@ -269,7 +259,7 @@ glm::vec3 Tracer::transmittance(const glm::vec3& from, const glm::vec3& to, bool
 }
 
 ksi::Float3* Tracer::traceShadow(ksi::Float3* out, const ksi::Float3* from, const ksi::Float3* to) {
-    *out = toKsi(transmittance(toGlm(*from), toGlm(*to), false));
+    *out = toKsi(transmittance(toGlm(*from), toGlm(*to), SegmentEnd::Point));
     return out;
 }
 
@@ -279,22 +269,18 @@ ksi::Float3* Tracer::traceShadow(ksi::Float3* out, const ksi::Float3* from, cons
 ksi::Float3* Tracer::traceRay(ksi::Float3* out, int32_t rayType, const ksi::Float3* origin,
                               const ksi::Float3* direction, float weight) {
     // A continuation ray is a camera ray carried on through a see-through surface.
-    glm::vec4 c = traceRadiance(toGlm(*origin), toGlm(*direction), rayType, rayType == ksi::kRayContinuation, weight);
-    *out = ksi::Float3(c.x, c.y, c.z);
-    return out;
+    RayClass ray{rayType, rayType == ksi::kRayContinuation};
+    return writeRgb(out, traceRadiance(toGlm(*origin), toGlm(*direction), ray, weight));
 }
 
 ksi::Float3* Tracer::traceReflection(ksi::Float3* out, const ksi::Float3* origin, const ksi::Float3* direction,
                                      float weight) {
-    glm::vec4 c = traceRadiance(toGlm(*origin), toGlm(*direction), ksi::kRaySecondary, false, weight);
-    *out = ksi::Float3(c.x, c.y, c.z);
-    return out;
+    return writeRgb(out, traceRadiance(toGlm(*origin), toGlm(*direction), RayClass{ksi::kRaySecondary}, weight));
 }
 
 ksi::Float4* Tracer::traceTransmission(ksi::Float4* out, const ksi::Float3* origin, const ksi::Float3* direction,
                                        float weight) {
-    RayContext next = transmissionContext();
-    glm::vec4 c = traceRadiance(toGlm(*origin), toGlm(*direction), next.rayType, next.throughMatte, weight);
+    glm::vec4 c = traceRadiance(toGlm(*origin), toGlm(*direction), transmissionRay(), weight);
     *out = ksi::Float4(c.x, c.y, c.z, c.w);
     return out;
 }
@@ -324,27 +310,20 @@ glm::vec3 Tracer::glossyDirection(const glm::vec3& axis, const glm::vec3& tangen
 ksi::Float3* Tracer::traceGlossyReflection(ksi::Float3* out, const ksi::Float3* origin, const ksi::Float3* direction,
                                            float roughness, float weight) {
     glm::vec3 d = glossyDirection(toGlm(*direction), glm::vec3(1, 0, 0), roughness, roughness);
-    glm::vec4 c = traceRadiance(toGlm(*origin), d, ksi::kRaySecondary, false, weight);
-    *out = ksi::Float3(c.x, c.y, c.z);
-    return out;
+    return writeRgb(out, traceRadiance(toGlm(*origin), d, RayClass{ksi::kRaySecondary}, weight));
 }
 
 ksi::Float3* Tracer::traceAnisotropicReflection(ksi::Float3* out, const ksi::Float3* origin,
                                                 const ksi::Float3* direction, const ksi::Float3* tangent,
                                                 const ksi::Float3*, float roughnessU, float roughnessV, float weight) {
     glm::vec3 d = glossyDirection(toGlm(*direction), toGlm(*tangent), roughnessU, roughnessV);
-    glm::vec4 c = traceRadiance(toGlm(*origin), d, ksi::kRaySecondary, false, weight);
-    *out = ksi::Float3(c.x, c.y, c.z);
-    return out;
+    return writeRgb(out, traceRadiance(toGlm(*origin), d, RayClass{ksi::kRaySecondary}, weight));
 }
 
 ksi::Float3* Tracer::traceGlossyTransmission(ksi::Float3* out, const ksi::Float3* origin,
                                              const ksi::Float3* direction, float roughness, float weight) {
     glm::vec3 d = glossyDirection(toGlm(*direction), glm::vec3(1, 0, 0), roughness, roughness);
-    RayContext next = transmissionContext();
-    glm::vec4 c = traceRadiance(toGlm(*origin), d, next.rayType, next.throughMatte, weight);
-    *out = ksi::Float3(c.x, c.y, c.z);
-    return out;
+    return writeRgb(out, traceRadiance(toGlm(*origin), d, transmissionRay(), weight));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -390,9 +369,7 @@ ksi::Float3* Tracer::indirectIrradiance(ksi::Float3* out, const ksi::Float3* pos
         *out = ksi::Float3(0.0f);
         return out;
     }
-    glm::vec4 c = traceRadiance(toGlm(*position), cosineDirection(n), ksi::kRaySecondary, false, weight);
-    *out = ksi::Float3(c.x, c.y, c.z);
-    return out;
+    return writeRgb(out, traceRadiance(toGlm(*position), cosineDirection(n), RayClass{ksi::kRaySecondary}, weight));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -409,163 +386,19 @@ ksi::Float2* Tracer::random2D(ksi::Float2* out) {
     return out;
 }
 
-float Tracer::noise(const ksi::Float4* p) { return unsignedPerlin(glm::perlin(glm::vec4(p->x, p->y, p->z, p->w))); }
+float Tracer::noise(const ksi::Float4* p) { return unsignedNoise(glm::vec4(p->x, p->y, p->z, p->w)); }
 
-float Tracer::noise3D(const ksi::Float3* p) { return glm::perlin(glm::vec3(p->x, p->y, p->z)); }
+float Tracer::noise3D(const ksi::Float3* p) { return signedNoise(toGlm(*p)); }
 
-float Tracer::noise2D(const ksi::Float2* p) { return unsignedPerlin(glm::perlin(glm::vec2(p->x, p->y))); }
+float Tracer::noise2D(const ksi::Float2* p) { return unsignedNoise(glm::vec2(p->x, p->y)); }
 
-// Sampled off the lattice rows, so whole-number arguments (tile ids) still vary.
-float Tracer::noise1D(float x) { return unsignedPerlin(glm::perlin(glm::vec2(x + 0.3183099f, 0.7071068f))); }
+float Tracer::noise1D(float x) { return unsignedNoise(x); }
 
-float Tracer::latticeValue(const ksi::Float3* p) {
-    return signedUnit(hash3(latticeKey(p->x), latticeKey(p->y), latticeKey(p->z)));
-}
+float Tracer::latticeValue(const ksi::Float3* p) { return latticeHash(toGlm(*p)); }
 
 ksi::Float3* Tracer::cellFeaturePoint(ksi::Float3* out, const ksi::Float3* cell) {
-    uint32_t h = hash3(latticeKey(cell->x), latticeKey(cell->y), latticeKey(cell->z));
-    out->x = signedUnit(mix(h + 1U));
-    out->y = signedUnit(mix(h + 2U));
-    out->z = signedUnit(mix(h + 3U));
+    *out = toKsi(cellHash(toGlm(*cell)));
     return out;
-}
-
-// ---------------------------------------------------------------------------------------------
-// Path integrator
-
-glm::vec4 Tracer::pathSample(glm::vec3 origin, glm::vec3 direction) {
-    glm::vec3 radiance(0.0f), throughput(1.0f);
-    float alpha = 1.0f;
-    int32_t rayType = ksi::kRayCamera;
-    // MIS state of the last bounce: whether an environment hit is weighted against light
-    // sampling, and the proxy density the weight uses.
-    bool weighEnvironment = false;
-    float previousProxy = 0.0f, previousLightPdf = 0.0f;
-    float tNear = 0.0f;
-    constexpr int kMaxSkippedSurfaces = 32;
-    int skipped = 0;
-
-    for (int bounce = 0; bounce <= settings_.maxDepth;) {
-        SurfaceHit hit;
-        if (!intersect(origin, direction, tNear, std::numeric_limits<float>::infinity(), hit)) {
-            glm::vec4 e = environmentRadiance(direction, rayType, false);
-            float w = 1.0f;
-            if (weighEnvironment) {
-                float a = previousProxy * previousProxy, b = previousLightPdf * previousLightPdf;
-                w = a + b > 0.0f ? a / (a + b) : 1.0f;
-            }
-            radiance += throughput * glm::vec3(e) * w;
-            if (bounce == 0) alpha = e.w;
-            break;
-        }
-        const Object& object = scene_.objects[static_cast<std::size_t>(hit.object)];
-        const Material& material = scene_.materials[static_cast<std::size_t>(object.material)];
-        const ksi::MaterialShader& shader = material.shader->material();
-        ksi::ShadingRecord record;
-        fillRecord(record, hit, origin, direction, rayType, false);
-
-        // A material that cannot be sampled ends the path with its own shading.
-        context_ = RayContext{rayType, false, true, hit.position, hit.geomNormal};
-        if (!(material.capabilities & ksi::kCapSampleBsdf)) {
-            ++depth_;
-            shader.shade(this, &record);
-            --depth_;
-            if (record.noContribution && ++skipped < kMaxSkippedSurfaces) {
-                origin = hit.position;
-                tNear = epsilon_;
-                continue;
-            }
-            if (!record.noContribution) {
-                radiance += throughput * glm::vec3(record.outColor.x, record.outColor.y, record.outColor.z);
-                if (bounce == 0) alpha = record.outColor.w;
-            }
-            break;
-        }
-
-        glm::vec3 facing = glm::dot(hit.normal, direction) < 0.0f ? hit.normal : -hit.normal;
-        const bool canEvaluate = (material.capabilities & ksi::kCapEvaluateBsdf) != 0;
-        auto evaluate = [&](const glm::vec3& towards, glm::vec3& value) {
-            ksi::ShadingRecord r = record;
-            r.sampleDir = toKsi(towards);
-            r.sampleWeight = ksi::Float3(0.0f);
-            r.sampleCos = 0.0f;
-            shader.evaluateBsdf(this, &r);
-            value = toGlm(r.sampleWeight) * r.sampleCos;
-            return value;
-        };
-        // The host cannot ask a material for its density at a direction it did not draw, so
-        // the weights use the luminance of f·cos as a stand-in density: both strategies use the
-        // same function, so the weights still sum to one and the estimate stays unbiased.
-        auto proxy = [](const glm::vec3& fCos) { return std::max(luminance(fCos), 0.0f); };
-
-        if (canEvaluate) {
-            // Point and spot lights, shadowed through the surfaces' transmittance.
-            for (const ksi::LightSample* light = getLightSamples(0, &record.position, &record.normal); light;
-                 light = light->next) {
-                glm::vec3 f;
-                evaluate(toGlm(light->direction), f);
-                radiance += throughput * f * toGlm(light->shadowedColor);
-            }
-            // The environment, drawn by cosine around the facing normal.
-            if (scene_.environment) {
-                glm::vec3 w = cosineDirection(facing);
-                float lightPdf = std::max(glm::dot(w, facing), 0.0f) * glm::one_over_pi<float>();
-                glm::vec3 f;
-                evaluate(w, f);
-                if (lightPdf > 0.0f && !isBlack(f)) {
-                    ++rays_;
-                    if (!scene_.occluded(leave(hit.position, w), w, epsilon_, std::numeric_limits<float>::infinity())) {
-                        glm::vec3 e(environmentRadiance(w, ksi::kRaySecondary, false));
-                        float q = proxy(f);
-                        float weight = lightPdf * lightPdf / (lightPdf * lightPdf + q * q);
-                        radiance += throughput * f * e * (weight / lightPdf);
-                    }
-                }
-            }
-        }
-
-        record.sampleLobe = ksi::kLobeNone;
-        record.sampleWeight = ksi::Float3(0.0f);
-        record.sampleCos = 0.0f;
-        record.samplePdf = 0.0f;
-        shader.sampleBsdf(this, &record);
-        if (record.noContribution && ++skipped < kMaxSkippedSurfaces) {
-            origin = hit.position;
-            tNear = epsilon_;
-            continue;
-        }
-        if (record.sampleLobe == ksi::kLobeNone || record.noContribution) break;
-        glm::vec3 next = unit(toGlm(record.sampleDir));
-        if (isBlack(next)) break;
-        throughput *= toGlm(record.sampleWeight) * (record.sampleCos * record.samplePdf);
-        if (isBlack(throughput)) break;
-
-        const bool delta =
-            record.sampleLobe == ksi::kLobeSpecularReflection || record.sampleLobe == ksi::kLobeSpecularTransmission;
-        weighEnvironment = canEvaluate && !delta && scene_.environment;
-        if (weighEnvironment) {
-            glm::vec3 f;
-            previousProxy = proxy(evaluate(next, f));
-            previousLightPdf = std::max(glm::dot(next, facing), 0.0f) * glm::one_over_pi<float>();
-            // Where the material's own evaluation is zero, light sampling cannot reach the
-            // direction: the sample keeps its full weight.
-            if (previousProxy == 0.0f) weighEnvironment = false;
-        }
-
-        // Russian roulette once the path has had a few bounces.
-        ++bounce;
-        if (bounce >= 3) {
-            float survive = std::min(0.95f, std::max({throughput.x, throughput.y, throughput.z}));
-            if (!(random() < survive)) break;
-            throughput /= survive;
-        }
-        origin = leave(hit.position, next);
-        direction = next;
-        rayType = ksi::kRaySecondary;
-        tNear = epsilon_;
-        skipped = 0;
-    }
-    return glm::vec4(radiance, alpha);
 }
 
 }  // namespace kestrel::render

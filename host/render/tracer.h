@@ -1,5 +1,7 @@
 // The host's render services: everything the shaders ask of the scene, answered by tracing
-// it with Embree, and the two integrators that drive the shaders for one camera sample.
+// it with Embree, and the camera sample that hands each pixel sample to an integrator. The
+// shade integrator is traceRadiance itself; the path integrator has a file of its own and
+// reaches the scene through the queries below.
 //
 // One Tracer serves one thread at a time. Its random numbers come from the stream of the pixel
 // being rendered, so an image does not depend on how pixels are spread over threads.
@@ -14,30 +16,21 @@
 #include <kestrel/kestrel.h>
 
 #include "render/scene.h"
+#include "render/settings.h"
 
 namespace kestrel::render {
-
-enum class Integrator {
-    Shade,  // camera rays call the materials' shade, which gathers light through the services
-    Path,   // a path tracer driven by sampleBsdf and evaluateBsdf
-};
-
-struct RenderSettings {
-    int width = 320;
-    int height = 240;
-    int samplesPerPixel = 4;
-    uint64_t seed = 0;
-    Integrator integrator = Integrator::Shade;
-    int maxDepth = 6;          // nested traces (shade) or bounces (path)
-    float minWeight = 0.01f;   // traces whose accumulated importance falls below are black
-    int occlusionSamples = 2;  // rays per ambientOcclusion call
-    float occlusionDistance = 0.0f;  // 0: the scene's extent
-};
 
 // What one camera sample yields.
 struct Sample {
     glm::vec4 color{0.0f};  // RGB and alpha
     bool finite = true;
+};
+
+// The type a ray carries, and whether it carries a camera ray on through a see-through
+// surface (the record's throughMatte).
+struct RayClass {
+    int32_t type = ksi::kRayCamera;
+    bool throughMatte = false;
 };
 
 class Tracer final : public ksi::RenderServices {
@@ -80,33 +73,50 @@ public:
     float latticeValue(const ksi::Float3* latticePoint) override;
     ksi::Float3* cellFeaturePoint(ksi::Float3* out, const ksi::Float3* cellCentre) override;
 
+    // Scene queries for an integrator; every ray counts towards the statistics.
+    const Scene& scene() const { return scene_; }
+    const RenderSettings& settings() const { return settings_; }
+    float epsilon() const { return epsilon_; }
+    bool intersect(const glm::vec3& origin, const glm::vec3& direction, float tNear, float tFar, SurfaceHit& hit);
+    // Whether nothing lies along the ray from just off the surface being shaded.
+    bool unoccluded(const glm::vec3& origin, const glm::vec3& direction);
+    // A fresh record for a slot call at the hit, reached along `direction` from `origin`.
+    void fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const glm::vec3& origin,
+                    const glm::vec3& direction, RayClass ray) const;
+    // The environment's answer for a ray that leaves the scene (black without one).
+    glm::vec4 environmentRadiance(const glm::vec3& direction, RayClass ray);
+    // Makes the hit the surface being shaded: rays it asks for leave from just off its face.
+    void enterSurface(int32_t rayType, const SurfaceHit& hit);
+    // The material's shade one nesting level deeper, as a trace would call it.
+    void shadeNested(const ksi::MaterialShader& shader, ksi::ShadingRecord& record);
+    // A ray starting at the shaded surface's own point starts a little off the face, on the side
+    // it leaves towards, so it cannot hit the facet it starts on; other origins stay.
+    glm::vec3 leave(const glm::vec3& origin, const glm::vec3& direction) const;
+    // A direction drawn cosine-weighted around a unit normal.
+    glm::vec3 cosineDirection(const glm::vec3& normal);
+
 private:
     // The ray that the material being shaded was reached by: transmission requests continue it.
     struct RayContext {
-        int32_t rayType = ksi::kRayCamera;
-        bool throughMatte = false;
+        RayClass ray;
         // The surface being shaded: rays that start on it leave from just off its face.
         bool onSurface = false;
         glm::vec3 position{0.0f};
         glm::vec3 geomNormal{0.0f};
     };
 
-    glm::vec4 traceRadiance(glm::vec3 origin, glm::vec3 direction, int32_t rayType, bool throughMatte, float weight);
-    glm::vec4 environmentRadiance(const glm::vec3& direction, int32_t rayType, bool throughMatte);
-    void fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const glm::vec3& origin,
-                    const glm::vec3& direction, int32_t rayType, bool throughMatte) const;
-    glm::vec3 transmittance(const glm::vec3& from, const glm::vec3& to, bool toInfinity);
-    glm::vec4 pathSample(glm::vec3 origin, glm::vec3 direction);
+    glm::vec4 traceRadiance(glm::vec3 origin, glm::vec3 direction, RayClass ray, float weight);
+    // The hit's material shaded for a trace at the given importance; false when it declined.
+    bool shadeForTrace(const SurfaceHit& hit, const glm::vec3& origin, const glm::vec3& direction, RayClass ray,
+                       float importance, glm::vec4& color);
+    // Transmittance of the segment between two points, or from a point towards a direction.
+    enum class SegmentEnd { Point, Infinity };
+    glm::vec3 transmittance(const glm::vec3& from, const glm::vec3& to, SegmentEnd end);
     // A direction around `axis` drawn from a lobe with slopes scaled by (roughnessU, roughnessV).
     glm::vec3 glossyDirection(const glm::vec3& axis, const glm::vec3& tangent, float roughnessU, float roughnessV);
-    glm::vec3 cosineDirection(const glm::vec3& normal);
     // Continuation of a transmission request: a camera ray seen through a surface stays a
     // camera ray through the matte, everything else becomes a secondary ray.
-    RayContext transmissionContext() const;
-    // A ray starting at the shaded surface's own point starts a little off the face, on the side
-    // it leaves towards, so it cannot hit the facet it starts on; other origins stay.
-    glm::vec3 leave(const glm::vec3& origin, const glm::vec3& direction) const;
-    bool intersect(const glm::vec3& origin, const glm::vec3& direction, float tNear, float tFar, SurfaceHit& hit);
+    RayClass transmissionRay() const;
 
     const Scene& scene_;
     const RenderSettings& settings_;

@@ -18,7 +18,7 @@ namespace {
 using nlohmann::json;
 
 render::Image renderScene(const LoadedScene& loaded, render::RenderStats& stats) {
-    return render::renderImage(loaded.scene, loaded.settings, stats, {false, ""});
+    return render::renderImage(loaded.scene, loaded.settings, stats, {.enabled = false, .label = ""});
 }
 
 // Camera straight down onto a plane at z = 0 through so narrow a cone that every ray meets

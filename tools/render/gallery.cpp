@@ -75,6 +75,39 @@ json readJson(const std::string& path) { return render::readSceneFile(path); }
 
 }  // namespace
 
+namespace {
+
+bool isMaterialClass(const PluginLibrary& library, const std::string& className) {
+    try {
+        return ShaderInstance(library.findClass(className)).kind() == ksi::kKindMaterial;
+    } catch (const LoadError& error) {
+        throw render::SceneError(std::string("cannot add ") + className + " to the gallery: " + error.what());
+    }
+}
+
+// Shapes the ball from a class's preview file and returns the further objects it adds.
+json applyPreviewFile(const std::string& path, json& object) {
+    json spec = readJson(path);
+    static const std::vector<std::string> kKeys = {"shape", "matrix", "parameters", "objects", "note"};
+    if (!spec.is_object()) throw render::SceneError(path + ": expected an object");
+    for (const auto& [key, value] : spec.items()) {
+        if (std::find(kKeys.begin(), kKeys.end(), key) == kKeys.end()) {
+            throw render::SceneError(path + ": " + key + ": unknown key '" + key +
+                                     "' (expected shape, matrix, parameters, objects or note)");
+        }
+    }
+    if (spec.contains("shape")) object["shape"] = spec["shape"];
+    if (spec.contains("matrix")) object["matrix"] = spec["matrix"];
+    if (spec.contains("parameters")) object["material"]["parameters"] = spec["parameters"];
+    // Further objects, written as in a scene file: the class in other modes beside the ball,
+    // or something for a backdrop to catch the shadow of.
+    if (!spec.contains("objects")) return json::array();
+    if (!spec["objects"].is_array()) throw render::SceneError(path + ": objects: expected an array of objects");
+    return spec["objects"];
+}
+
+}  // namespace
+
 std::vector<Preview> previews(const PluginLibrary& library, const std::string& galleryDirectory) {
     const std::filesystem::path directory(galleryDirectory);
     const std::string stagePath = (directory / "stage.json").string();
@@ -84,13 +117,10 @@ std::vector<Preview> previews(const PluginLibrary& library, const std::string& g
     std::vector<Preview> result;
     for (const std::string& className : library.classNames()) {
         // Only materials get a preview; a class that fails to load is reported by the scene.
-        try {
-            if (ShaderInstance(library.findClass(className)).kind() != ksi::kKindMaterial) continue;
-        } catch (const LoadError& error) {
-            throw render::SceneError(std::string("cannot add ") + className + " to the gallery: " + error.what());
-        }
+        if (!isMaterialClass(library, className)) continue;
         Preview preview;
         preview.className = className;
+        preview.source = stagePath;
         json object = {{"shape", "materialBall"}, {"material", {{"class", className}}}};
         json extraObjects = json::array();
         const std::filesystem::path previewPath = directory / "previews" / (className + ".json");
@@ -98,28 +128,7 @@ std::vector<Preview> previews(const PluginLibrary& library, const std::string& g
         if (std::filesystem::is_regular_file(previewPath, error)) {
             preview.source = previewPath.string();
             preview.hasPreviewFile = true;
-            json spec = readJson(preview.source);
-            static const std::vector<std::string> kKeys = {"shape", "matrix", "parameters", "objects", "note"};
-            if (!spec.is_object()) throw render::SceneError(preview.source + ": expected an object");
-            for (const auto& [key, value] : spec.items()) {
-                if (std::find(kKeys.begin(), kKeys.end(), key) == kKeys.end()) {
-                    throw render::SceneError(preview.source + ": " + key + ": unknown key '" + key +
-                                             "' (expected shape, matrix, parameters, objects or note)");
-                }
-            }
-            if (spec.contains("shape")) object["shape"] = spec["shape"];
-            if (spec.contains("matrix")) object["matrix"] = spec["matrix"];
-            if (spec.contains("parameters")) object["material"]["parameters"] = spec["parameters"];
-            // Further objects, written as in a scene file: the class in other modes beside the
-            // ball, or something for a backdrop to catch the shadow of.
-            if (spec.contains("objects")) {
-                if (!spec["objects"].is_array()) {
-                    throw render::SceneError(preview.source + ": objects: expected an array of objects");
-                }
-                extraObjects = spec["objects"];
-            }
-        } else {
-            preview.source = stagePath;
+            extraObjects = applyPreviewFile(preview.source, object);
         }
         preview.scene = stage;
         if (!preview.scene.contains("objects")) preview.scene["objects"] = json::array();

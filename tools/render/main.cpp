@@ -68,6 +68,10 @@ void applyOptions(const Options& options, render::RenderSettings& settings) {
     }
 }
 
+render::ExrPrecision precision(const Options& options) {
+    return options.exrFloat ? render::ExrPrecision::Float : render::ExrPrecision::Half;
+}
+
 // Writes every image or none: on a failure the ones already written are removed.
 void writeAll(const std::vector<std::pair<std::string, const render::Image*>>& files, render::ExrPrecision precision) {
     std::vector<std::string> written;
@@ -93,10 +97,42 @@ int renderScene(const Options& options, const PluginLibrary& library) {
     applyOptions(options, settings);
 
     render::RenderStats stats;
-    render::Image image = render::renderImage(scene, settings, stats, {!options.quiet, ""});
-    if (!options.outputPath.empty()) writeAll({{options.outputPath, &image}}, options.exrFloat ? render::ExrPrecision::Float : render::ExrPrecision::Half);
+    render::Image image = render::renderImage(scene, settings, stats, {.enabled = !options.quiet, .label = ""});
+    if (!options.outputPath.empty()) writeAll({{options.outputPath, &image}}, precision(options));
     std::cerr << render::summaryLine(settings.width, settings.height, settings.samplesPerPixel, stats) << "\n";
     return 0;
+}
+
+// Keeps the previews of the classes named with --class; an unknown name is an error.
+void selectClasses(const std::vector<std::string>& classes, std::vector<gallery::Preview>& previews) {
+    if (classes.empty()) return;
+    std::vector<std::string> known;
+    for (const gallery::Preview& p : previews) known.push_back(p.className);
+    for (const std::string& name : classes) {
+        if (std::find(known.begin(), known.end(), name) == known.end()) {
+            throw std::runtime_error("--class '" + name + "' is not a material class of the library" +
+                                     didYouMean(name, known));
+        }
+    }
+    std::erase_if(previews, [&](const gallery::Preview& p) {
+        return std::find(classes.begin(), classes.end(), p.className) == classes.end();
+    });
+}
+
+// One preview per file beside the contact sheet, in <sheet>-previews/<Class>.<ext>, then the sheet.
+void writeGallery(const std::string& outputPath, const std::vector<gallery::Preview>& previews,
+                  const std::vector<render::Image>& images, const render::Image& sheet, render::ExrPrecision precision) {
+    const fs::path output(outputPath);
+    const fs::path perClass = output.parent_path() / (output.stem().string() + "-previews");
+    std::vector<std::pair<std::string, const render::Image*>> files;
+    for (std::size_t i = 0; i < images.size(); ++i) {
+        files.emplace_back((perClass / (previews[i].className + output.extension().string())).string(), &images[i]);
+    }
+    files.emplace_back(outputPath, &sheet);
+    std::error_code error;
+    fs::create_directories(perClass, error);
+    if (error) throw std::runtime_error("cannot create '" + perClass.string() + "': " + error.message());
+    writeAll(files, precision);
 }
 
 int renderGallery(const Options& options, const PluginLibrary& library) {
@@ -108,19 +144,7 @@ int renderGallery(const Options& options, const PluginLibrary& library) {
     // gallery at once.
     render::TextureSet textures;
     std::vector<gallery::Preview> previews = gallery::previews(library, directory);
-    if (!options.classes.empty()) {
-        std::vector<std::string> known;
-        for (const gallery::Preview& p : previews) known.push_back(p.className);
-        for (const std::string& name : options.classes) {
-            if (std::find(known.begin(), known.end(), name) == known.end()) {
-                throw std::runtime_error("--class '" + name + "' is not a material class of the library" +
-                                         didYouMean(name, known));
-            }
-        }
-        std::erase_if(previews, [&](const gallery::Preview& p) {
-            return std::find(options.classes.begin(), options.classes.end(), p.className) == options.classes.end();
-        });
-    }
+    selectClasses(options.classes, previews);
     std::vector<std::unique_ptr<render::Scene>> scenes;
     std::vector<render::RenderSettings> settings(previews.size());
     for (std::size_t i = 0; i < previews.size(); ++i) {
@@ -139,7 +163,7 @@ int renderGallery(const Options& options, const PluginLibrary& library) {
     for (std::size_t i = 0; i < previews.size(); ++i) {
         render::RenderStats stats;
         const std::string label = "[" + std::to_string(i + 1) + "/" + std::to_string(previews.size()) + "] ";
-        images.push_back(render::renderImage(*scenes[i], settings[i], stats, {!options.quiet, label}));
+        images.push_back(render::renderImage(*scenes[i], settings[i], stats, {.enabled = !options.quiet, .label = label}));
         labels.push_back(previews[i].className + (previews[i].hasPreviewFile ? "" : " (defaults)"));
         if (options.bench) {
             std::printf("%-28s %s\n", previews[i].className.c_str(),
@@ -147,20 +171,8 @@ int renderGallery(const Options& options, const PluginLibrary& library) {
         }
         total += stats;
     }
-    render::Image sheet = gallery::contactSheet(labels, images);
-
     if (!options.outputPath.empty()) {
-        const fs::path output(options.outputPath);
-        const fs::path perClass = output.parent_path() / (output.stem().string() + "-previews");
-        std::vector<std::pair<std::string, const render::Image*>> files;
-        for (std::size_t i = 0; i < images.size(); ++i) {
-            files.emplace_back((perClass / (previews[i].className + output.extension().string())).string(), &images[i]);
-        }
-        files.emplace_back(options.outputPath, &sheet);
-        std::error_code error;
-        fs::create_directories(perClass, error);
-        if (error) throw std::runtime_error("cannot create '" + perClass.string() + "': " + error.message());
-        writeAll(files, options.exrFloat ? render::ExrPrecision::Float : render::ExrPrecision::Half);
+        writeGallery(options.outputPath, previews, images, gallery::contactSheet(labels, images), precision(options));
     }
     const render::RenderSettings& first = settings.empty() ? render::RenderSettings{} : settings.front();
     std::cerr << "gallery of " << previews.size() << " materials: "

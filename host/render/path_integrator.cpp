@@ -1,0 +1,177 @@
+#include "render/path_integrator.h"
+
+#include <algorithm>
+#include <limits>
+
+#include <glm/gtc/constants.hpp>
+
+#include "render/vectors.h"
+
+namespace kestrel::render {
+
+namespace {
+
+// Surfaces a path steps through in a row (materials that decline the sample) before it ends.
+constexpr int kMaxSkippedSurfaces = 32;
+// Russian roulette starts once the path has had this many bounces.
+constexpr int kRouletteBounce = 3;
+constexpr float kMaxSurvival = 0.95f;
+
+// The host cannot ask a material for its density at a direction it did not draw, so the
+// weights use the luminance of f·cos as a stand-in density: both strategies use the same
+// function, so the weights still sum to one and the estimate stays unbiased.
+float proxyDensity(const glm::vec3& fCos) { return std::max(luminance(fCos), 0.0f); }
+
+// Density of a cosine-weighted direction around the facing normal.
+float cosineDensity(const glm::vec3& direction, const glm::vec3& facing) {
+    return std::max(glm::dot(direction, facing), 0.0f) * glm::one_over_pi<float>();
+}
+
+bool isDelta(int32_t lobe) { return lobe == ksi::kLobeSpecularReflection || lobe == ksi::kLobeSpecularTransmission; }
+
+}  // namespace
+
+glm::vec4 PathIntegrator::radiance(glm::vec3 origin, glm::vec3 direction) {
+    origin_ = origin;
+    direction_ = direction;
+    const Scene& scene = tracer_.scene();
+    while (bounce_ <= tracer_.settings().maxDepth) {
+        Vertex vertex;
+        if (!tracer_.intersect(origin_, direction_, tNear_, std::numeric_limits<float>::infinity(), vertex.hit)) {
+            escape();
+            break;
+        }
+        const Object& object = scene.objects[static_cast<std::size_t>(vertex.hit.object)];
+        const Material& material = scene.materials[static_cast<std::size_t>(object.material)];
+        vertex.shader = &material.shader->material();
+        vertex.capabilities = material.capabilities;
+        tracer_.fillRecord(vertex.record, vertex.hit, origin_, direction_, RayClass{rayType_});
+        tracer_.enterSurface(rayType_, vertex.hit);
+
+        Next next = Next::End;
+        glm::vec3 nextDirection(0.0f);
+        if (!(vertex.capabilities & ksi::kCapSampleBsdf)) {
+            next = endWithShade(vertex);
+        } else {
+            const glm::vec3& n = vertex.hit.normal;
+            vertex.facing = glm::dot(n, direction_) < 0.0f ? n : -n;
+            vertex.canEvaluate = (vertex.capabilities & ksi::kCapEvaluateBsdf) != 0;
+            if (vertex.canEvaluate) {
+                addLights(vertex);
+                addEnvironmentLight(vertex);
+            }
+            next = sampleBounce(vertex, nextDirection);
+        }
+        if (next == Next::End) break;
+        if (next == Next::Bounce) {
+            origin_ = tracer_.leave(vertex.hit.position, nextDirection);
+            direction_ = nextDirection;
+            rayType_ = ksi::kRaySecondary;
+            tNear_ = tracer_.epsilon();
+            skipped_ = 0;
+        }
+    }
+    return glm::vec4(radiance_, alpha_);
+}
+
+// The ray leaves the scene: the environment, weighed against its light sampling.
+void PathIntegrator::escape() {
+    glm::vec4 e = tracer_.environmentRadiance(direction_, RayClass{rayType_});
+    float w = 1.0f;
+    if (weighEnvironment_) {
+        float a = previousProxy_ * previousProxy_, b = previousLightPdf_ * previousLightPdf_;
+        w = a + b > 0.0f ? a / (a + b) : 1.0f;
+    }
+    radiance_ += throughput_ * glm::vec3(e) * w;
+    if (bounce_ == 0) alpha_ = e.w;
+}
+
+PathIntegrator::Next PathIntegrator::stepThrough(const SurfaceHit& hit) {
+    if (++skipped_ >= kMaxSkippedSurfaces) return Next::End;
+    origin_ = hit.position;
+    tNear_ = tracer_.epsilon();
+    return Next::StepThrough;
+}
+
+// A material that cannot be sampled ends the path with its own shading.
+PathIntegrator::Next PathIntegrator::endWithShade(Vertex& vertex) {
+    ksi::ShadingRecord& record = vertex.record;
+    tracer_.shadeNested(*vertex.shader, record);
+    if (record.noContribution) return stepThrough(vertex.hit);
+    radiance_ += throughput_ * glm::vec3(record.outColor.x, record.outColor.y, record.outColor.z);
+    if (bounce_ == 0) alpha_ = record.outColor.w;
+    return Next::End;
+}
+
+// f·cos towards a direction, from evaluateBsdf on a copy of the vertex's record.
+glm::vec3 PathIntegrator::evaluate(const Vertex& vertex, const glm::vec3& towards) const {
+    ksi::ShadingRecord r = vertex.record;
+    r.sampleDir = toKsi(towards);
+    r.sampleWeight = ksi::Float3(0.0f);
+    r.sampleCos = 0.0f;
+    vertex.shader->evaluateBsdf(&tracer_, &r);
+    return toGlm(r.sampleWeight) * r.sampleCos;
+}
+
+// Point and spot lights, shadowed through the surfaces' transmittance.
+void PathIntegrator::addLights(const Vertex& vertex) {
+    const ksi::ShadingRecord& record = vertex.record;
+    for (const ksi::LightSample* light = tracer_.getLightSamples(0, &record.position, &record.normal); light;
+         light = light->next) {
+        radiance_ += throughput_ * evaluate(vertex, toGlm(light->direction)) * toGlm(light->shadowedColor);
+    }
+}
+
+// The environment, drawn by cosine around the facing normal.
+void PathIntegrator::addEnvironmentLight(const Vertex& vertex) {
+    if (!tracer_.scene().environment) return;
+    glm::vec3 w = tracer_.cosineDirection(vertex.facing);
+    float lightPdf = cosineDensity(w, vertex.facing);
+    glm::vec3 f = evaluate(vertex, w);
+    if (!(lightPdf > 0.0f) || isBlack(f)) return;
+    if (!tracer_.unoccluded(vertex.hit.position, w)) return;
+    glm::vec3 e(tracer_.environmentRadiance(w, RayClass{ksi::kRaySecondary}));
+    float q = proxyDensity(f);
+    float weight = lightPdf * lightPdf / (lightPdf * lightPdf + q * q);
+    radiance_ += throughput_ * f * e * (weight / lightPdf);
+}
+
+// Draws the next direction from the material and carries its weight into the throughput.
+PathIntegrator::Next PathIntegrator::sampleBounce(Vertex& vertex, glm::vec3& next) {
+    ksi::ShadingRecord& record = vertex.record;
+    record.sampleLobe = ksi::kLobeNone;
+    record.sampleWeight = ksi::Float3(0.0f);
+    record.sampleCos = 0.0f;
+    record.samplePdf = 0.0f;
+    vertex.shader->sampleBsdf(&tracer_, &record);
+    if (record.noContribution) return stepThrough(vertex.hit);
+    if (record.sampleLobe == ksi::kLobeNone) return Next::End;
+    next = unit(toGlm(record.sampleDir));
+    if (isBlack(next)) return Next::End;
+    throughput_ *= toGlm(record.sampleWeight) * (record.sampleCos * record.samplePdf);
+    if (isBlack(throughput_)) return Next::End;
+    rememberEnvironmentWeight(vertex, next);
+    ++bounce_;
+    return survivesRoulette() ? Next::Bounce : Next::End;
+}
+
+void PathIntegrator::rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next) {
+    weighEnvironment_ = vertex.canEvaluate && !isDelta(vertex.record.sampleLobe) && tracer_.scene().environment;
+    if (!weighEnvironment_) return;
+    previousProxy_ = proxyDensity(evaluate(vertex, next));
+    previousLightPdf_ = cosineDensity(next, vertex.facing);
+    // Where the material's own evaluation is zero, light sampling cannot reach the direction:
+    // the sample keeps its full weight.
+    if (previousProxy_ == 0.0f) weighEnvironment_ = false;
+}
+
+// Russian roulette once the path has had a few bounces.
+bool PathIntegrator::survivesRoulette() {
+    if (bounce_ < kRouletteBounce) return true;
+    float survive = std::min(kMaxSurvival, std::max({throughput_.x, throughput_.y, throughput_.z}));
+    if (!(tracer_.random() < survive)) return false;
+    throughput_ /= survive;
+    return true;
+}
+
+}  // namespace kestrel::render

@@ -1,0 +1,59 @@
+// The path integrator: a path tracer driven by the materials' sampleBsdf and evaluateBsdf,
+// with next-event estimation of the lights and the environment. It asks the scene everything
+// through the Tracer, whose services the materials call while it runs.
+#pragma once
+
+#include <glm/glm.hpp>
+
+#include <kestrel/kestrel.h>
+
+#include "render/tracer.h"
+
+namespace kestrel::render {
+
+class PathIntegrator {
+public:
+    explicit PathIntegrator(Tracer& tracer) : tracer_(tracer) {}
+
+    // Radiance and alpha arriving at the camera along the ray; use once per camera sample.
+    glm::vec4 radiance(glm::vec3 origin, glm::vec3 direction);
+
+private:
+    // One surface vertex of the path and what every step there reads.
+    struct Vertex {
+        SurfaceHit hit;
+        const ksi::MaterialShader* shader = nullptr;
+        int32_t capabilities = 0;
+        bool canEvaluate = false;
+        glm::vec3 facing{0.0f};  // the shading normal turned towards the arriving ray
+        ksi::ShadingRecord record;
+    };
+    // What the path does after a vertex.
+    enum class Next { Bounce, StepThrough, End };
+
+    void escape();
+    Next endWithShade(Vertex& vertex);
+    glm::vec3 evaluate(const Vertex& vertex, const glm::vec3& towards) const;
+    void addLights(const Vertex& vertex);
+    void addEnvironmentLight(const Vertex& vertex);
+    Next sampleBounce(Vertex& vertex, glm::vec3& next);
+    void rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next);
+    bool survivesRoulette();
+    Next stepThrough(const SurfaceHit& hit);
+
+    Tracer& tracer_;
+    glm::vec3 radiance_{0.0f}, throughput_{1.0f};
+    float alpha_ = 1.0f;
+    int bounce_ = 0;
+    // The ray being followed.
+    glm::vec3 origin_{0.0f}, direction_{0.0f};
+    int32_t rayType_ = ksi::kRayCamera;
+    float tNear_ = 0.0f;
+    int skipped_ = 0;
+    // MIS state of the last bounce: whether an environment hit is weighted against light
+    // sampling, and the proxy density the weight uses.
+    bool weighEnvironment_ = false;
+    float previousProxy_ = 0.0f, previousLightPdf_ = 0.0f;
+};
+
+}  // namespace kestrel::render
