@@ -127,6 +127,7 @@ Image renderImage(const Scene& scene, const RenderSettings& settings, RenderStat
             Tracer tracer(scene, settings);
             uint64_t droppedHere = 0;
             for (int tile = range.begin(); tile != range.end(); ++tile) {
+                if (progress.cancel && progress.cancel->load(std::memory_order_relaxed)) break;
                 const int x0 = (tile % tilesX) * kTileSize, y0 = (tile / tilesX) * kTileSize;
                 for (int y = y0; y < std::min(y0 + kTileSize, image.height); ++y) {
                     for (int x = x0; x < std::min(x0 + kTileSize, image.width); ++x) {
