@@ -156,16 +156,10 @@ ClassInfo readClass(const PluginLibrary& library, const std::string& name, const
     ClassInfo info;
     info.name = name;
     info.kind = kindName(shader.kind());
-    info.summary = {{"name", name}, {"kind", info.kind}, {"description", ""}};
+    info.summary = {{"name", name}, {"kind", info.kind}, {"summary", ""}, {"description", ""}};
     if (catalogue && catalogue->is_object()) {
-        for (const char* key : {"description", "summary", "purpose"}) {
-            if (catalogue->contains(key) && (*catalogue)[key].is_string()) {
-                info.summary["description"] = (*catalogue)[key];
-                break;
-            }
-        }
         for (const auto& [key, value] : catalogue->items()) {
-            if (key != "parameters" && !info.summary.contains(key)) info.summary[key] = value;
+            if (key != "parameters" && key != "name" && key != "kind") info.summary[key] = value;
         }
     }
     const json* parameters = catalogue && catalogue->is_object() && catalogue->contains("parameters")
@@ -234,7 +228,12 @@ const ClassInfo* ClassCatalogue::find(const std::string& className) const {
 ordered_json ClassCatalogue::materialList() const {
     ordered_json list = ordered_json::array();
     for (const auto& [name, info] : classes_) {
-        if (info.kind == "material") list.push_back(info.summary);
+        if (info.kind != "material") continue;
+        ordered_json entry;
+        for (const char* key : {"name", "kind", "summary", "description", "toSee"}) {
+            if (info.summary.contains(key)) entry[key] = info.summary[key];
+        }
+        list.push_back(entry);
     }
     return list;
 }

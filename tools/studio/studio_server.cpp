@@ -14,6 +14,7 @@
 
 #include "class_catalogue.h"
 #include "look.h"
+#include "look_scenes.h"
 #include "name_match.h"
 #include "plugin_library.h"
 #include "render/render.h"
@@ -28,6 +29,8 @@ using nlohmann::json;
 
 constexpr std::size_t kMaxClientIdLength = 64;
 constexpr const char* kJson = "application/json";
+// Clients whose loaded scene is kept: a few tabs each, for a handful of users at most.
+constexpr std::size_t kCachedScenes = 16;
 
 // The newest render request of each client; an older one still running is told to stop, and
 // one that arrives after a newer one has started is stale from the outset.
@@ -126,7 +129,8 @@ struct StudioServer::Impl {
     void staticFile(const std::string& route, const std::string& name, const char* type);
     void render(const httplib::Request& request, httplib::Response& response);
     // Renders the document and answers its PNG; false when a newer request superseded it.
-    bool renderPng(const json& document, const std::atomic<bool>& cancel, httplib::Response& response);
+    bool renderPng(const json& document, const std::string& client, const std::atomic<bool>& cancel,
+                   httplib::Response& response);
     void guarded(const httplib::Request& request, httplib::Response& response,
                  void (Impl::*handler)(const httplib::Request&, httplib::Response&));
     void classDetail(const httplib::Request& request, httplib::Response& response);
@@ -139,6 +143,7 @@ struct StudioServer::Impl {
     fs::path scratch;
     std::map<std::string, std::string> page;
     Supersession supersession;
+    LookScenes scenes{kCachedScenes};
     std::atomic<uint64_t> frameCounter{0};
     httplib::Server server;
 };
@@ -216,7 +221,7 @@ void StudioServer::Impl::render(const httplib::Request& request, httplib::Respon
     Supersession::Token token = supersession.begin(client, sequence);
     bool finished = false;
     try {
-        finished = !token->load() && renderPng(document, *token, response);
+        finished = !token->load() && renderPng(document, client, *token, response);
     } catch (...) {
         supersession.end(client, token);
         throw;
@@ -226,12 +231,16 @@ void StudioServer::Impl::render(const httplib::Request& request, httplib::Respon
     response.set_header("X-Request", std::to_string(sequence));
 }
 
-bool StudioServer::Impl::renderPng(const json& document, const std::atomic<bool>& cancel, httplib::Response& response) {
+bool StudioServer::Impl::renderPng(const json& document, const std::string& client, const std::atomic<bool>& cancel,
+                                   httplib::Response& response) {
     const auto start = std::chrono::steady_clock::now();
-    render::TextureSet textures;
-    render::Scene scene;
-    render::RenderSettings settings;
-    render::loadScene(document, {"look", files.assetsDirectory}, library, textures, scene, settings);
+    std::shared_ptr<LookScene> look = scenes.get(client);
+    // The previous render of this client was told to stop; it finishes its current tiles first.
+    std::lock_guard<std::mutex> lock(look->busy);
+    if (cancel.load()) return false;
+    look->update(document, library, files.assetsDirectory);
+    const render::Scene& scene = *look->scene;
+    const render::RenderSettings& settings = look->settings;
     render::RenderStats stats;
     render::ProgressOptions progress{false, "", &cancel};
     render::Image image = render::renderImage(scene, settings, stats, progress);
