@@ -33,16 +33,18 @@ constexpr const char* kJson = "application/json";
 constexpr std::size_t kCachedScenes = 16;
 
 // The newest render request of each client; an older one still running is told to stop, and
-// one that arrives after a newer one has started is stale from the outset.
+// one older than the newest seen is stale from the outset.
 class Supersession {
 public:
     using Token = std::shared_ptr<std::atomic<bool>>;
 
     Token begin(const std::string& client, int64_t request) {
         std::lock_guard<std::mutex> lock(mutex_);
-        Entry& entry = latest_[client];
+        if (latest_.size() > kRememberedClients) std::erase_if(latest_, [](const auto& entry) { return !entry.second.token; });
         auto token = std::make_shared<std::atomic<bool>>(false);
-        if (entry.token && entry.request > request) {
+        auto [found, added] = latest_.try_emplace(client);
+        Entry& entry = found->second;
+        if (!added && entry.request > request) {
             token->store(true);
             return token;
         }
@@ -53,10 +55,11 @@ public:
     void end(const std::string& client, const Token& token) {
         std::lock_guard<std::mutex> lock(mutex_);
         auto found = latest_.find(client);
-        if (found != latest_.end() && found->second.token == token) latest_.erase(found);
+        if (found != latest_.end() && found->second.token == token) found->second.token.reset();
     }
 
 private:
+    static constexpr std::size_t kRememberedClients = 1024;
     struct Entry {
         int64_t request = 0;
         Token token;
