@@ -273,6 +273,8 @@ function vectorWidget(p, box) {
   const fields = values.map((v, i) => numberInput(v, (typed) => {
     const next = fields.map((f) => typedNumber(f.value));
     next[i] = typed;
+    const picker = box.querySelector('input[type=color]');
+    if (picker && next.slice(0, 3).every((x) => typeof x === 'number')) picker.value = hexFromLinear(next);
     setParameter(p, next);
   }, 'component'));
   box.append(...fields);
