@@ -37,7 +37,7 @@ def skip_unless_available():
 
 
 class Page:
-    def __init__(self, url, shots):
+    def __init__(self, url, shots, downloads):
         from selenium import webdriver
         from selenium.webdriver.chrome.service import Service
         options = webdriver.ChromeOptions()
@@ -45,6 +45,8 @@ class Page:
         self.profile = tempfile.mkdtemp(prefix='studio-chromium-')
         for flag in CHROMIUM_FLAGS + ['--user-data-dir=' + self.profile]:
             options.add_argument(flag)
+        # The exported scene is downloaded into the test's scratch folder, not the user's.
+        options.add_experimental_option('prefs', {'download.default_directory': downloads})
         self.driver = webdriver.Chrome(service=Service(DRIVER), options=options)
         self.driver.get(url)
         self.shots = shots
@@ -196,7 +198,7 @@ def main():
     page = None
     started = time.time()
     try:
-        page = Page(url, arguments.shots)
+        page = Page(url, arguments.shots, scratch)
         exercise(page, arguments, scratch)
         print('The studio page passed in Chromium (%.1f s, screenshots in %s)' % (time.time() - started, arguments.shots))
         return 0
