@@ -186,7 +186,7 @@ json sceneDocument(const Look& look, const ClassCatalogue& catalogue, const Stag
     if (look.stage.scene == "gallery") {
         document["camera"] = stage.value("camera", json::object());
     } else {
-        document["camera"] = {{"position", {0.0, -4.6, 0.9}}, {"lookAt", {0.0, 0.0, 0.0}}, {"up", {0.0, 0.0, 1.0}},
+        document["camera"] = {{"position", {0.0, -6.0, 1.2}}, {"lookAt", {0.0, 0.0, 0.0}}, {"up", {0.0, 0.0, 1.0}},
                               {"fov", 30}};
     }
     document["render"] = renderBlock(look, stage.value("render", json::object()));
