@@ -159,6 +159,7 @@ Image renderImage(const Scene& scene, const RenderSettings& settings, RenderStat
             Tracer tracer(scene, settings);
             uint64_t droppedHere = 0;
             for (int tile = range.begin(); tile != range.end(); ++tile) {
+                if (progress.cancel && progress.cancel->load(std::memory_order_relaxed)) break;
                 renderTile(tracer, settings, tile, image, droppedHere);
                 bar.advance();
             }

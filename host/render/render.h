@@ -1,6 +1,7 @@
 // Rendering a whole image in parallel tiles, and writing it out by file extension.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -34,6 +35,9 @@ struct RenderStats {
 struct ProgressOptions {
     bool enabled = true;
     std::string label;
+    // Set by another thread to stop early: the tiles not yet started stay black. An interactive
+    // host sets it when a newer request makes the image useless.
+    const std::atomic<bool>* cancel = nullptr;
 };
 
 // Renders every pixel with its own random stream (seeded from the settings' seed and the
