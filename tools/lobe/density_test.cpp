@@ -19,6 +19,7 @@ constexpr double kMinExpected = 5.0;
 // Cells no smaller than about a thousandth of a radian: finer ones would resolve the steps in
 // which float arithmetic spaces the directions of the sharpest lobes, not their density.
 constexpr double kMinCellSize = 0.0015;
+constexpr int kBands = 16;
 // A cell holding this many draws (of both batches) is checked for an empty quarter, and from
 // the second count on for an empty sixteenth; a uniform density leaves one empty by chance
 // less than once in a hundred cells.
@@ -100,7 +101,7 @@ DensityTest testDensity(const std::vector<glm::dvec3>& observed, const std::vect
                         const std::vector<double>& density, long referenceAttempts, int capacity) {
     DensityTest test;
     if (observed.empty() || reference.empty()) return test;
-    const SphereGrid grid(reference, capacity, kMinCellSize);
+    const SphereGrid grid(reference, capacity, kMinCellSize, kBands, &density, static_cast<double>(referenceAttempts));
     std::vector<CellTally> cells(grid.cells().size());
     for (std::size_t i = 0; i < reference.size(); ++i) {
         glm::dvec2 within;

@@ -120,7 +120,9 @@ int plotLobe(const Options& options, const PluginLibrary& library) {
     for (const std::string& o : options.overrides) data["parameters"][o.substr(0, o.find('='))] = lobe::overrideValue(o.substr(o.find('=') + 1));
     fs::create_directories(options.outDirectory);
     std::ostringstream label;
-    label << options.className << "-" << set.name << "-" << theta;
+    label << options.className << "-" << set.name;
+    for (const std::string& o : options.overrides) label << "-" << o;
+    label << "-" << theta;
     const std::string dataPath = (fs::path(options.outDirectory) / (label.str() + ".json")).string();
     writeText(dataPath, data.dump());
     if (!options.dataOnly) runPython(options.plotter.empty() ? defaultPlotter() : options.plotter, dataPath, options.outDirectory);

@@ -21,11 +21,12 @@ constexpr double kPi = glm::pi<double>();
 constexpr double kDeltaShare = 0.99;
 // A direction drawn this often in a continuous lobe is a spike, not a density.
 constexpr long kRepeatedCount = 3;
-// Cells of the quadrature hold about this many draws before the error-driven refinement.
-constexpr int kQuadratureCapacity = 48;
+// The quadrature starts from about this many cells fitted to the draws, whatever their number,
+// so that its accuracy does not depend on the sample count; then it refines by error.
+constexpr int kQuadratureCells = 4000, kQuadratureMinCapacity = 8;
 constexpr double kQuadratureMinCell = 1e-4;  // radians
-constexpr double kQuadratureTolerance = 1e-4;
-constexpr int kQuadratureDepth = 6;
+constexpr double kQuadratureTolerance = 2e-5;
+constexpr int kQuadratureDepth = 8;
 // Reciprocity pairs: a grid of reflected directions, polar bands by azimuth sectors.
 constexpr int kReciprocityBands = 12, kReciprocitySectors = 24;
 // Separate streams of one seed: the draws, and the host's answers during evaluation.
@@ -207,7 +208,8 @@ InvalidCounts& InvalidCounts::operator+=(const InvalidCounts& other) {
 glm::dvec3 reflectanceIntegral(const LobeProbe& probe, const std::vector<glm::dvec3>& directions,
                                InvalidCounts& invalid) {
     ProbeServices services(0, kEvaluateStream);
-    const SphereGrid grid(directions, kQuadratureCapacity, kQuadratureMinCell);
+    const int capacity = std::max(kQuadratureMinCapacity, static_cast<int>(directions.size()) / kQuadratureCells);
+    const SphereGrid grid(directions, capacity, kQuadratureMinCell);
     long evaluations = 0;
     auto valueTimesCosine = [&](glm::dvec3 w) {
         const Evaluation e = probe.evaluate(services, w);

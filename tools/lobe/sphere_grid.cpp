@@ -13,6 +13,9 @@ constexpr double kPi = glm::pi<double>();
 // A cell holding this many points with one quarter empty is split further, so that cells the
 // points cover only in part stay small.
 constexpr int kEdgeCheck = 12;
+// Densities that promise more than twice the points a cell holds (and ten more) mean the points
+// cover only part of it.
+constexpr double kOverstated = 2.0, kOverstatedSlack = 10.0;
 
 // Polar angle and azimuth in [0, 2 pi) of a nonzero vector.
 bool angles(glm::dvec3 d, double& theta, double& phi) {
@@ -58,8 +61,9 @@ std::array<Cell, 2> Cell::halves() const {
     return {Cell{theta0, theta1, phi0, phi}, Cell{theta0, theta1, phi, phi1}};
 }
 
-SphereGrid::SphereGrid(const std::vector<glm::dvec3>& points, int capacity, double minSize, int bands)
-    : bands_(bands), sectors_(2 * bands), capacity_(capacity), minSize_(minSize) {
+SphereGrid::SphereGrid(const std::vector<glm::dvec3>& points, int capacity, double minSize, int bands,
+                       const std::vector<double>* density, double draws)
+    : bands_(bands), sectors_(2 * bands), capacity_(capacity), minSize_(minSize), density_(density), draws_(draws) {
     const double dTheta = kPi / bands_, dPhi = 2.0 * kPi / sectors_;
     for (int b = 0; b < bands_; ++b) {
         for (int s = 0; s < sectors_; ++s) nodes_.push_back({{b * dTheta, (b + 1) * dTheta, s * dPhi, (s + 1) * dPhi}});
@@ -104,10 +108,25 @@ bool emptyQuarter(const Cell& cell, const std::vector<glm::dvec3>& points, const
 
 }  // namespace
 
+// The count the points' densities promise (their harmonic mean over the cell's solid angle)
+// against the count the cell holds, with room for chance.
+bool SphereGrid::overstated(const Cell& cell, const std::vector<int>& indices) const {
+    if (!density_ || indices.size() < 2) return false;
+    double reciprocalSum = 0.0;
+    for (int i : indices) {
+        const double p = (*density_)[static_cast<std::size_t>(i)];
+        if (!(p > 0.0)) return false;
+        reciprocalSum += 1.0 / p;
+    }
+    const double count = static_cast<double>(indices.size());
+    return draws_ * cell.solidAngle() * count / reciprocalSum > kOverstated * count + kOverstatedSlack;
+}
+
 void SphereGrid::split(int node, const std::vector<glm::dvec3>& points, std::vector<int> indices) {
     const Cell cell = nodes_[static_cast<std::size_t>(node)].cell;
     const int count = static_cast<int>(indices.size());
-    const bool crowded = count > capacity_ || (count >= kEdgeCheck && emptyQuarter(cell, points, indices));
+    const bool crowded = count > capacity_ || (count >= kEdgeCheck && emptyQuarter(cell, points, indices)) ||
+                         overstated(cell, indices);
     if (!crowded || cell.size() <= minSize_) {
         nodes_[static_cast<std::size_t>(node)].leaf = static_cast<int>(leaves_.size());
         leaves_.push_back(cell);

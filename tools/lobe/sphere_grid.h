@@ -27,8 +27,11 @@ class SphereGrid {
 public:
     // Starts from `bands` polar bands (even, so that the horizon is a cell border) of 2 x bands
     // cells each and halves every cell that holds more than `capacity` of the points, down to
-    // cells of `minSize` radians.
-    SphereGrid(const std::vector<glm::dvec3>& points, int capacity, double minSize, int bands = 16);
+    // cells of `minSize` radians. With the points' densities (of `draws` draws), a cell is also
+    // halved while those densities promise far more points than it holds: the points then
+    // cover only part of it.
+    SphereGrid(const std::vector<glm::dvec3>& points, int capacity, double minSize, int bands = 16,
+               const std::vector<double>* density = nullptr, double draws = 0.0);
 
     const std::vector<Cell>& cells() const { return leaves_; }
     // The index of the cell holding the direction (which need not be of unit length); -1 when
@@ -45,8 +48,12 @@ private:
     int root(double theta, double phi) const;
     void split(int node, const std::vector<glm::dvec3>& points, std::vector<int> indices);
 
+    bool overstated(const Cell& cell, const std::vector<int>& indices) const;
+
     int bands_, sectors_, capacity_;
     double minSize_;
+    const std::vector<double>* density_;
+    double draws_;
     std::vector<Node> nodes_;
     std::vector<Cell> leaves_;
 };

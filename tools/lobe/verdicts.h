@@ -31,8 +31,8 @@ inline constexpr double kEnergyTolerance = 1e-3;
 inline constexpr double kMassTolerance = 0.02;
 
 // The consistency verdict of an angle: {"relativeError", "tolerance", "consistent"}, from the
-// sampled mean, its standard error and the quadrature (each [r, g, b]); null when there is
-// nothing continuous to compare.
+// sampled mean, its standard error and the quadrature (each [r, g, b]); null when the class
+// does not evaluate or draws no continuous lobe.
 nlohmann::ordered_json consistency(const nlohmann::ordered_json& angle);
 
 // One line per fact an integrator must know about a parameter set of a class: energy gain,
