@@ -19,12 +19,12 @@ std::string defaultGalleryDirectory() {
 
 std::vector<ParameterSet> parameterSets(const std::string& className, const std::string& galleryDirectory) {
     std::vector<ParameterSet> sets = {{"default", "", json::object()}};
-    const fs::path preview = fs::path(galleryDirectory) / "previews" / (className + ".json");
+    const fs::path path = fs::path(galleryDirectory) / "previews" / (className + ".json");
     std::error_code error;
-    if (!fs::is_regular_file(preview, error)) return sets;
-    const json spec = render::readSceneFile(preview.string());
-    if (spec.is_object() && spec.contains("parameters") && spec["parameters"].is_object()) {
-        sets.push_back({"gallery", preview.string(), spec["parameters"]});
+    if (!fs::is_regular_file(path, error)) return sets;
+    const json preview = render::readSceneFile(path.string());
+    if (preview.is_object() && preview.contains("parameters") && preview["parameters"].is_object()) {
+        sets.push_back({"gallery", path.string(), preview["parameters"]});
     }
     return sets;
 }
