@@ -24,7 +24,6 @@ private:
         SurfaceHit hit;
         const ksi::MaterialShader* shader = nullptr;
         int32_t capabilities = 0;
-        bool canEvaluate = false;
         glm::vec3 facing{0.0f};  // the shading normal turned towards the arriving ray
         ksi::ShadingRecord record;
     };
@@ -36,8 +35,8 @@ private:
     glm::vec3 evaluate(const Vertex& vertex, const glm::vec3& towards) const;
     void addLights(const Vertex& vertex);
     void addEnvironmentLight(const Vertex& vertex);
-    Next sampleBounce(Vertex& vertex, glm::vec3& next);
-    void rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next);
+    Next scatter(Vertex& vertex, glm::vec3& next);
+    void rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next, int32_t lobe);
     bool survivesRoulette();
     Next stepThrough(const SurfaceHit& hit);
 

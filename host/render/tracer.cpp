@@ -48,9 +48,8 @@ bool Tracer::intersect(const glm::vec3& origin, const glm::vec3& direction, floa
     return scene_.intersect(origin, direction, tNear, tFar, hit);
 }
 
-bool Tracer::unoccluded(const glm::vec3& origin, const glm::vec3& direction) {
-    ++rays_;
-    return !scene_.occluded(leave(origin, direction), direction, epsilon_, std::numeric_limits<float>::infinity());
+glm::vec3 Tracer::transmittanceTowards(const glm::vec3& origin, const glm::vec3& direction) {
+    return transmittance(origin, direction, SegmentEnd::Infinity);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -78,8 +78,9 @@ public:
     const RenderSettings& settings() const { return settings_; }
     float epsilon() const { return epsilon_; }
     bool intersect(const glm::vec3& origin, const glm::vec3& direction, float tNear, float tFar, SurfaceHit& hit);
-    // Whether nothing lies along the ray from just off the surface being shaded.
-    bool unoccluded(const glm::vec3& origin, const glm::vec3& direction);
+    // Transmittance from a point (just off the surface being shaded) out of the scene along a
+    // direction: the product of the shadowTransmittance of every surface on the way.
+    glm::vec3 transmittanceTowards(const glm::vec3& origin, const glm::vec3& direction);
     // A fresh record for a slot call at the hit, reached along `direction` from `origin`.
     void fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const glm::vec3& origin,
                     const glm::vec3& direction, RayClass ray) const;
