@@ -5,6 +5,7 @@
 
 #include <glm/gtc/constants.hpp>
 
+#include "render/environment_light.h"
 #include "render/vectors.h"
 
 namespace kestrel::render {
@@ -16,16 +17,6 @@ constexpr int kMaxSkippedSurfaces = 32;
 // Russian roulette starts once the path has had this many bounces.
 constexpr int kRouletteBounce = 3;
 constexpr float kMaxSurvival = 0.95f;
-
-// The host cannot ask a material for its density at a direction it did not draw, so the
-// weights use the luminance of f·cos as a stand-in density: both strategies use the same
-// function, so the weights still sum to one and the estimate stays unbiased.
-float proxyDensity(const glm::vec3& fCos) { return std::max(luminance(fCos), 0.0f); }
-
-// Density of a cosine-weighted direction around the facing normal.
-float cosineDensity(const glm::vec3& direction, const glm::vec3& facing) {
-    return std::max(glm::dot(direction, facing), 0.0f) * glm::one_over_pi<float>();
-}
 
 // The host's light convention: a light sample's colour is what a white diffuse surface facing
 // the light shows (the materials' shade multiplies it by the diffuse colour and a cosine, with
@@ -70,15 +61,12 @@ glm::vec4 PathIntegrator::radiance(glm::vec3 origin, glm::vec3 direction) {
     return glm::vec4(radiance_, alpha_);
 }
 
-// The ray leaves the scene: the environment, weighed against its light sampling.
+// The ray leaves the scene: the environment, unless light sampling already counted the
+// direction at the vertex the ray left.
 void PathIntegrator::escape() {
+    if (lightSampledEnvironment_) return;
     glm::vec4 e = tracer_.environmentRadiance(direction_, RayClass{rayType_});
-    float w = 1.0f;
-    if (weighEnvironment_) {
-        float a = previousProxy_ * previousProxy_, b = previousLightPdf_ * previousLightPdf_;
-        w = a + b > 0.0f ? a / (a + b) : 1.0f;
-    }
-    radiance_ += throughput_ * glm::vec3(e) * w;
+    radiance_ += throughput_ * glm::vec3(e);
     if (bounce_ == 0) alpha_ = e.w;
 }
 
@@ -120,27 +108,25 @@ void PathIntegrator::addLights(const Vertex& vertex) {
     }
 }
 
-// The environment, drawn by cosine around the facing normal.
+// The environment, drawn from its own distribution.
 void PathIntegrator::addEnvironmentLight(const Vertex& vertex) {
-    if (!tracer_.scene().environment) return;
-    glm::vec3 w = tracer_.cosineDirection(vertex.facing);
-    float lightPdf = cosineDensity(w, vertex.facing);
+    const EnvironmentLight* light = tracer_.environmentLight();
+    if (!light || !light->usable()) return;
+    float u1 = tracer_.random(), u2 = tracer_.random();
+    float lightPdf = 0.0f;
+    glm::vec3 w = light->sample(u1, u2, lightPdf);
     glm::vec3 f = evaluate(vertex, w);
     if (!(lightPdf > 0.0f) || isBlack(f)) return;
     glm::vec3 through = tracer_.transmittanceTowards(vertex.hit.position, w);
     if (isBlack(through)) return;
     glm::vec3 e = through * glm::vec3(tracer_.environmentRadiance(w, RayClass{ksi::kRaySecondary}));
-    float q = proxyDensity(f);
-    float weight = lightPdf * lightPdf / (lightPdf * lightPdf + q * q);
-    radiance_ += throughput_ * f * e * (weight / lightPdf);
+    radiance_ += throughput_ * f * e / lightPdf;
 }
 
 // The material draws the next direction first: a surface that declines the sample is not
 // there for this path, so it neither receives light nor scatters. Otherwise the lights and
 // the environment are gathered at the vertex and the drawn direction continues the path.
 PathIntegrator::Next PathIntegrator::scatter(Vertex& vertex, glm::vec3& next) {
-    const glm::vec3& n = vertex.hit.normal;
-    vertex.facing = glm::dot(n, direction_) < 0.0f ? n : -n;
     ksi::ShadingRecord record = vertex.record;
     record.sampleLobe = ksi::kLobeNone;
     record.sampleWeight = ksi::Float3(0.0f);
@@ -160,14 +146,16 @@ PathIntegrator::Next PathIntegrator::scatter(Vertex& vertex, glm::vec3& next) {
     return survivesRoulette() ? Next::Bounce : Next::End;
 }
 
+// Light sampling and BSDF sampling split the directions between them: light sampling takes
+// every direction the material evaluates as non-zero, BSDF sampling the rest (single
+// directions such as a mirror's, and transmission the evaluation does not cover). A smoother
+// weighting needs the material's density at a light-sampled direction, which the slots do not
+// give, and the library's samplers may decline directions their evaluation covers (Ward's
+// diffuse branch where the Ward exponential underflows), so weights built from a stand-in
+// density would lose that light.
 void PathIntegrator::rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next, int32_t lobe) {
-    weighEnvironment_ = !isDelta(lobe) && tracer_.scene().environment;
-    if (!weighEnvironment_) return;
-    previousProxy_ = proxyDensity(evaluate(vertex, next));
-    previousLightPdf_ = cosineDensity(next, vertex.facing);
-    // Where the material's own evaluation is zero, light sampling cannot reach the direction:
-    // the sample keeps its full weight.
-    if (previousProxy_ == 0.0f) weighEnvironment_ = false;
+    const EnvironmentLight* light = tracer_.environmentLight();
+    lightSampledEnvironment_ = !isDelta(lobe) && light && light->usable() && !isBlack(evaluate(vertex, next));
 }
 
 // Russian roulette once the path has had a few bounces.

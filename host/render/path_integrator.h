@@ -24,7 +24,6 @@ private:
         SurfaceHit hit;
         const ksi::MaterialShader* shader = nullptr;
         int32_t capabilities = 0;
-        glm::vec3 facing{0.0f};  // the shading normal turned towards the arriving ray
         ksi::ShadingRecord record;
     };
     // What the path does after a vertex.
@@ -49,10 +48,8 @@ private:
     int32_t rayType_ = ksi::kRayCamera;
     float tNear_ = 0.0f;
     int skipped_ = 0;
-    // MIS state of the last bounce: whether an environment hit is weighted against light
-    // sampling, and the proxy density the weight uses.
-    bool weighEnvironment_ = false;
-    float previousProxy_ = 0.0f, previousLightPdf_ = 0.0f;
+    // Whether light sampling at the last vertex already counted the environment along the ray.
+    bool lightSampledEnvironment_ = false;
 };
 
 }  // namespace kestrel::render
