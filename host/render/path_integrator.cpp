@@ -5,6 +5,7 @@
 
 #include <glm/gtc/constants.hpp>
 
+#include "render/environment_light.h"
 #include "render/vectors.h"
 
 namespace kestrel::render {
@@ -17,15 +18,10 @@ constexpr int kMaxSkippedSurfaces = 32;
 constexpr int kRouletteBounce = 3;
 constexpr float kMaxSurvival = 0.95f;
 
-// The host cannot ask a material for its density at a direction it did not draw, so the
-// weights use the luminance of f·cos as a stand-in density: both strategies use the same
-// function, so the weights still sum to one and the estimate stays unbiased.
-float proxyDensity(const glm::vec3& fCos) { return std::max(luminance(fCos), 0.0f); }
-
-// Density of a cosine-weighted direction around the facing normal.
-float cosineDensity(const glm::vec3& direction, const glm::vec3& facing) {
-    return std::max(glm::dot(direction, facing), 0.0f) * glm::one_over_pi<float>();
-}
+// The host's light convention: a light sample's colour is what a white diffuse surface facing
+// the light shows (the materials' shade multiplies it by the diffuse colour and a cosine, with
+// no 1/pi). As irradiance that is pi times the colour, which is what a BSDF value needs.
+constexpr float kLightIrradianceScale = glm::pi<float>();
 
 bool isDelta(int32_t lobe) { return lobe == ksi::kLobeSpecularReflection || lobe == ksi::kLobeSpecularTransmission; }
 
@@ -48,20 +44,11 @@ glm::vec4 PathIntegrator::radiance(glm::vec3 origin, glm::vec3 direction) {
         tracer_.fillRecord(vertex.record, vertex.hit, origin_, direction_, RayClass{rayType_});
         tracer_.enterSurface(rayType_, vertex.hit);
 
-        Next next = Next::End;
+        // A material the host cannot both sample and evaluate ends the path with its shade.
+        constexpr int32_t kScatters = ksi::kCapSampleBsdf | ksi::kCapEvaluateBsdf;
         glm::vec3 nextDirection(0.0f);
-        if (!(vertex.capabilities & ksi::kCapSampleBsdf)) {
-            next = endWithShade(vertex);
-        } else {
-            const glm::vec3& n = vertex.hit.normal;
-            vertex.facing = glm::dot(n, direction_) < 0.0f ? n : -n;
-            vertex.canEvaluate = (vertex.capabilities & ksi::kCapEvaluateBsdf) != 0;
-            if (vertex.canEvaluate) {
-                addLights(vertex);
-                addEnvironmentLight(vertex);
-            }
-            next = sampleBounce(vertex, nextDirection);
-        }
+        Next next = (vertex.capabilities & kScatters) == kScatters ? scatter(vertex, nextDirection)
+                                                                   : endWithShade(vertex);
         if (next == Next::End) break;
         if (next == Next::Bounce) {
             origin_ = tracer_.leave(vertex.hit.position, nextDirection);
@@ -74,15 +61,12 @@ glm::vec4 PathIntegrator::radiance(glm::vec3 origin, glm::vec3 direction) {
     return glm::vec4(radiance_, alpha_);
 }
 
-// The ray leaves the scene: the environment, weighed against its light sampling.
+// The ray leaves the scene: the environment, unless light sampling already counted the
+// direction at the vertex the ray left.
 void PathIntegrator::escape() {
+    if (lightSampledEnvironment_) return;
     glm::vec4 e = tracer_.environmentRadiance(direction_, RayClass{rayType_});
-    float w = 1.0f;
-    if (weighEnvironment_) {
-        float a = previousProxy_ * previousProxy_, b = previousLightPdf_ * previousLightPdf_;
-        w = a + b > 0.0f ? a / (a + b) : 1.0f;
-    }
-    radiance_ += throughput_ * glm::vec3(e) * w;
+    radiance_ += throughput_ * glm::vec3(e);
     if (bounce_ == 0) alpha_ = e.w;
 }
 
@@ -93,7 +77,7 @@ PathIntegrator::Next PathIntegrator::stepThrough(const SurfaceHit& hit) {
     return Next::StepThrough;
 }
 
-// A material that cannot be sampled ends the path with its own shading.
+// A material that cannot be sampled or evaluated ends the path with its own shading.
 PathIntegrator::Next PathIntegrator::endWithShade(Vertex& vertex) {
     ksi::ShadingRecord& record = vertex.record;
     tracer_.shadeNested(*vertex.shader, record);
@@ -110,6 +94,8 @@ glm::vec3 PathIntegrator::evaluate(const Vertex& vertex, const glm::vec3& toward
     r.sampleWeight = ksi::Float3(0.0f);
     r.sampleCos = 0.0f;
     vertex.shader->evaluateBsdf(&tracer_, &r);
+    // A surface that declines the direction (clipped, masked) reflects nothing towards it.
+    if (r.noContribution) return glm::vec3(0.0f);
     return toGlm(r.sampleWeight) * r.sampleCos;
 }
 
@@ -118,51 +104,58 @@ void PathIntegrator::addLights(const Vertex& vertex) {
     const ksi::ShadingRecord& record = vertex.record;
     for (const ksi::LightSample* light = tracer_.getLightSamples(0, &record.position, &record.normal); light;
          light = light->next) {
-        radiance_ += throughput_ * evaluate(vertex, toGlm(light->direction)) * toGlm(light->shadowedColor);
+        radiance_ += throughput_ * evaluate(vertex, toGlm(light->direction)) * (kLightIrradianceScale * toGlm(light->shadowedColor));
     }
 }
 
-// The environment, drawn by cosine around the facing normal.
+// The environment, drawn from its own distribution.
 void PathIntegrator::addEnvironmentLight(const Vertex& vertex) {
-    if (!tracer_.scene().environment) return;
-    glm::vec3 w = tracer_.cosineDirection(vertex.facing);
-    float lightPdf = cosineDensity(w, vertex.facing);
+    const EnvironmentLight* light = tracer_.environmentLight();
+    if (!light || !light->usable()) return;
+    float u1 = tracer_.random(), u2 = tracer_.random();
+    float lightPdf = 0.0f;
+    glm::vec3 w = light->sample(u1, u2, lightPdf);
     glm::vec3 f = evaluate(vertex, w);
     if (!(lightPdf > 0.0f) || isBlack(f)) return;
-    if (!tracer_.unoccluded(vertex.hit.position, w)) return;
-    glm::vec3 e(tracer_.environmentRadiance(w, RayClass{ksi::kRaySecondary}));
-    float q = proxyDensity(f);
-    float weight = lightPdf * lightPdf / (lightPdf * lightPdf + q * q);
-    radiance_ += throughput_ * f * e * (weight / lightPdf);
+    glm::vec3 through = tracer_.transmittanceTowards(vertex.hit.position, w);
+    if (isBlack(through)) return;
+    glm::vec3 e = through * glm::vec3(tracer_.environmentRadiance(w, RayClass{ksi::kRaySecondary}));
+    radiance_ += throughput_ * f * e / lightPdf;
 }
 
-// Draws the next direction from the material and carries its weight into the throughput.
-PathIntegrator::Next PathIntegrator::sampleBounce(Vertex& vertex, glm::vec3& next) {
-    ksi::ShadingRecord& record = vertex.record;
+// The material draws the next direction first: a surface that declines the sample is not
+// there for this path, so it neither receives light nor scatters. Otherwise the lights and
+// the environment are gathered at the vertex and the drawn direction continues the path.
+PathIntegrator::Next PathIntegrator::scatter(Vertex& vertex, glm::vec3& next) {
+    ksi::ShadingRecord record = vertex.record;
     record.sampleLobe = ksi::kLobeNone;
     record.sampleWeight = ksi::Float3(0.0f);
     record.sampleCos = 0.0f;
     record.samplePdf = 0.0f;
     vertex.shader->sampleBsdf(&tracer_, &record);
     if (record.noContribution) return stepThrough(vertex.hit);
+    addLights(vertex);
+    addEnvironmentLight(vertex);
     if (record.sampleLobe == ksi::kLobeNone) return Next::End;
     next = unit(toGlm(record.sampleDir));
     if (isBlack(next)) return Next::End;
     throughput_ *= toGlm(record.sampleWeight) * (record.sampleCos * record.samplePdf);
     if (isBlack(throughput_)) return Next::End;
-    rememberEnvironmentWeight(vertex, next);
+    rememberEnvironmentWeight(vertex, next, record.sampleLobe);
     ++bounce_;
     return survivesRoulette() ? Next::Bounce : Next::End;
 }
 
-void PathIntegrator::rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next) {
-    weighEnvironment_ = vertex.canEvaluate && !isDelta(vertex.record.sampleLobe) && tracer_.scene().environment;
-    if (!weighEnvironment_) return;
-    previousProxy_ = proxyDensity(evaluate(vertex, next));
-    previousLightPdf_ = cosineDensity(next, vertex.facing);
-    // Where the material's own evaluation is zero, light sampling cannot reach the direction:
-    // the sample keeps its full weight.
-    if (previousProxy_ == 0.0f) weighEnvironment_ = false;
+// Light sampling and BSDF sampling split the directions between them: light sampling takes
+// every direction the material evaluates as non-zero, BSDF sampling the rest (single
+// directions such as a mirror's, and transmission the evaluation does not cover). A smoother
+// weighting needs the material's density at a light-sampled direction, which the slots do not
+// give, and the library's samplers may decline directions their evaluation covers (Ward's
+// diffuse branch where the Ward exponential underflows), so weights built from a stand-in
+// density would lose that light.
+void PathIntegrator::rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next, int32_t lobe) {
+    const EnvironmentLight* light = tracer_.environmentLight();
+    lightSampledEnvironment_ = !isDelta(lobe) && light && light->usable() && !isBlack(evaluate(vertex, next));
 }
 
 // Russian roulette once the path has had a few bounces.

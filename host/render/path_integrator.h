@@ -24,8 +24,6 @@ private:
         SurfaceHit hit;
         const ksi::MaterialShader* shader = nullptr;
         int32_t capabilities = 0;
-        bool canEvaluate = false;
-        glm::vec3 facing{0.0f};  // the shading normal turned towards the arriving ray
         ksi::ShadingRecord record;
     };
     // What the path does after a vertex.
@@ -36,8 +34,8 @@ private:
     glm::vec3 evaluate(const Vertex& vertex, const glm::vec3& towards) const;
     void addLights(const Vertex& vertex);
     void addEnvironmentLight(const Vertex& vertex);
-    Next sampleBounce(Vertex& vertex, glm::vec3& next);
-    void rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next);
+    Next scatter(Vertex& vertex, glm::vec3& next);
+    void rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next, int32_t lobe);
     bool survivesRoulette();
     Next stepThrough(const SurfaceHit& hit);
 
@@ -50,10 +48,8 @@ private:
     int32_t rayType_ = ksi::kRayCamera;
     float tNear_ = 0.0f;
     int skipped_ = 0;
-    // MIS state of the last bounce: whether an environment hit is weighted against light
-    // sampling, and the proxy density the weight uses.
-    bool weighEnvironment_ = false;
-    float previousProxy_ = 0.0f, previousLightPdf_ = 0.0f;
+    // Whether light sampling at the last vertex already counted the environment along the ray.
+    bool lightSampledEnvironment_ = false;
 };
 
 }  // namespace kestrel::render

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <mutex>
+#include <optional>
 #include <stdexcept>
 #include <thread>
 
@@ -16,6 +17,8 @@
 #include <OpenImageIO/imageio.h>
 #include <tbb/blocked_range.h>
 #include <tbb/parallel_for.h>
+
+#include "render/environment_light.h"
 
 namespace kestrel::render {
 
@@ -153,10 +156,15 @@ Image renderImage(const Scene& scene, const RenderSettings& settings, RenderStat
     const int tiles = ((image.width + kTileSize - 1) / kTileSize) * ((image.height + kTileSize - 1) / kTileSize);
     std::atomic<uint64_t> rays{0}, dropped{0};
     const auto start = std::chrono::steady_clock::now();
+    std::optional<EnvironmentLight> environmentLight;
+    if (settings.integrator == Integrator::Path && scene.environment) {
+        Tracer tabulating(scene, settings);
+        environmentLight.emplace(tabulating);
+    }
     {
         ProgressBar bar(progress, tiles);
         tbb::parallel_for(tbb::blocked_range<int>(0, tiles, 1), [&](const tbb::blocked_range<int>& range) {
-            Tracer tracer(scene, settings);
+            Tracer tracer(scene, settings, environmentLight ? &*environmentLight : nullptr);
             uint64_t droppedHere = 0;
             for (int tile = range.begin(); tile != range.end(); ++tile) {
                 if (progress.cancel && progress.cancel->load(std::memory_order_relaxed)) break;

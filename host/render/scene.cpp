@@ -162,7 +162,82 @@ Mesh makeMaterialBall() {
     return mesh;
 }
 
-Mesh loadObj(const std::string& path) {
+namespace {
+
+struct ObjCorner {
+    int position, normal, uv;
+};
+
+glm::vec3 objVector(const std::vector<tinyobj::real_t>& values, std::size_t index) {
+    return {values[3 * index], values[3 * index + 1], values[3 * index + 2]};
+}
+
+// Every face corner of the file, checked against the file's lists (no corner may name a
+// position, normal or uv the file does not have, and every position must be finite).
+std::vector<ObjCorner> objCorners(const tinyobj::ObjReader& reader, bool& allNormals, bool& allUvs) {
+    const tinyobj::attrib_t& attrib = reader.GetAttrib();
+    for (std::size_t i = 0; i < attrib.vertices.size(); ++i) {
+        if (!std::isfinite(attrib.vertices[i])) {
+            throw std::runtime_error("vertex " + std::to_string(i / 3 + 1) + " has a coordinate that is not a finite number");
+        }
+    }
+    std::vector<ObjCorner> corners;
+    allNormals = allUvs = true;
+    for (const tinyobj::shape_t& shape : reader.GetShapes()) {
+        for (const tinyobj::index_t& index : shape.mesh.indices) {
+            if (index.vertex_index < 0 || 3 * static_cast<std::size_t>(index.vertex_index) + 2 >= attrib.vertices.size()) {
+                throw std::runtime_error("a face refers to a vertex that does not exist");
+            }
+            allNormals = allNormals && index.normal_index >= 0;
+            allUvs = allUvs && index.texcoord_index >= 0;
+            corners.push_back({index.vertex_index, index.normal_index, index.texcoord_index});
+        }
+    }
+    if (corners.empty()) throw std::runtime_error("it holds no faces");
+    for (const ObjCorner& c : corners) {
+        if (allNormals && 3 * static_cast<std::size_t>(c.normal) + 2 >= attrib.normals.size()) {
+            throw std::runtime_error("a face refers to a missing normal");
+        }
+        if (allUvs && 2 * static_cast<std::size_t>(c.uv) + 1 >= attrib.texcoords.size()) {
+            throw std::runtime_error("a face refers to a missing uv");
+        }
+    }
+    return corners;
+}
+
+// Normals for a file without them, one per face corner: the area-weighted mean of the faces
+// around the corner's position whose normals lie within the crease angle of the corner's own
+// face, so flat faces meeting at a sharp edge keep the edge.
+std::vector<glm::vec3> creasedNormals(const std::vector<ObjCorner>& corners, const tinyobj::attrib_t& attrib,
+                                      float creaseDegrees) {
+    const std::size_t faces = corners.size() / 3;
+    std::vector<glm::vec3> area(faces), unitFace(faces);
+    std::map<int, std::vector<std::size_t>> facesAt;
+    for (std::size_t f = 0; f < faces; ++f) {
+        glm::vec3 a = objVector(attrib.vertices, static_cast<std::size_t>(corners[3 * f].position));
+        glm::vec3 b = objVector(attrib.vertices, static_cast<std::size_t>(corners[3 * f + 1].position));
+        glm::vec3 c = objVector(attrib.vertices, static_cast<std::size_t>(corners[3 * f + 2].position));
+        area[f] = glm::cross(b - a, c - a);
+        float length = glm::length(area[f]);
+        unitFace[f] = length > 0.0f ? area[f] / length : glm::vec3(0.0f);
+        for (int k = 0; k < 3; ++k) facesAt[corners[3 * f + static_cast<std::size_t>(k)].position].push_back(f);
+    }
+    const float minCosine = std::cos(glm::radians(creaseDegrees));
+    std::vector<glm::vec3> normals(corners.size(), glm::vec3(0.0f));
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        const glm::vec3& own = unitFace[i / 3];
+        for (std::size_t g : facesAt[corners[i].position]) {
+            if (g == i / 3 || glm::dot(unitFace[g], own) >= minCosine) normals[i] += area[g];
+        }
+        float length = glm::length(normals[i]);
+        normals[i] = length > 0.0f ? normals[i] / length : glm::vec3(0, 0, 1);
+    }
+    return normals;
+}
+
+}  // namespace
+
+Mesh loadObj(const std::string& path, float creaseDegrees) {
     tinyobj::ObjReaderConfig config;
     config.triangulate = true;
     config.vertex_color = false;
@@ -173,43 +248,30 @@ Mesh loadObj(const std::string& path) {
         throw std::runtime_error(reason.empty() ? "not a readable OBJ file" : reason);
     }
     const tinyobj::attrib_t& attrib = reader.GetAttrib();
-    Mesh mesh;
     bool allNormals = true, allUvs = true;
-    for (const tinyobj::shape_t& shape : reader.GetShapes()) {
-        for (const tinyobj::index_t& index : shape.mesh.indices) {
-            allNormals = allNormals && index.normal_index >= 0;
-            allUvs = allUvs && index.texcoord_index >= 0;
+    const std::vector<ObjCorner> corners = objCorners(reader, allNormals, allUvs);
+    std::vector<glm::vec3> normals;
+    if (allNormals) {
+        for (const ObjCorner& c : corners) normals.push_back(glm::normalize(objVector(attrib.normals, static_cast<std::size_t>(c.normal))));
+    } else {
+        normals = creasedNormals(corners, attrib, creaseDegrees);
+    }
+    // Corners with the same position, normal and uv become one vertex.
+    Mesh mesh;
+    std::map<std::tuple<int, float, float, float, int>, uint32_t> welded;
+    for (std::size_t i = 0; i < corners.size(); ++i) {
+        const ObjCorner& c = corners[i];
+        auto key = std::make_tuple(c.position, normals[i].x, normals[i].y, normals[i].z, allUvs ? c.uv : -1);
+        auto [slot, added] = welded.try_emplace(key, static_cast<uint32_t>(mesh.positions.size()));
+        mesh.indices.push_back(slot->second);
+        if (!added) continue;
+        mesh.positions.push_back(objVector(attrib.vertices, static_cast<std::size_t>(c.position)));
+        mesh.normals.push_back(normals[i]);
+        if (allUvs) {
+            auto k = static_cast<std::size_t>(c.uv);
+            mesh.uvs.emplace_back(attrib.texcoords[2 * k], attrib.texcoords[2 * k + 1]);
         }
     }
-    // Face corners that name the same position, normal and uv become one vertex, so that a mesh
-    // without normals gets smooth ones from its faces rather than one normal per face.
-    std::map<std::tuple<int, int, int>, uint32_t> welded;
-    for (const tinyobj::shape_t& shape : reader.GetShapes()) {
-        for (const tinyobj::index_t& index : shape.mesh.indices) {
-            auto v = static_cast<std::size_t>(index.vertex_index);
-            if (index.vertex_index < 0 || 3 * v + 2 >= attrib.vertices.size()) {
-                throw std::runtime_error("a face refers to a vertex that does not exist");
-            }
-            auto key = std::make_tuple(index.vertex_index, allNormals ? index.normal_index : -1,
-                                       allUvs ? index.texcoord_index : -1);
-            auto [slot, added] = welded.try_emplace(key, static_cast<uint32_t>(mesh.positions.size()));
-            mesh.indices.push_back(slot->second);
-            if (!added) continue;
-            mesh.positions.emplace_back(attrib.vertices[3 * v], attrib.vertices[3 * v + 1], attrib.vertices[3 * v + 2]);
-            if (allNormals) {
-                auto k = static_cast<std::size_t>(index.normal_index);
-                if (3 * k + 2 >= attrib.normals.size()) throw std::runtime_error("a face refers to a missing normal");
-                mesh.normals.push_back(glm::normalize(
-                    glm::vec3(attrib.normals[3 * k], attrib.normals[3 * k + 1], attrib.normals[3 * k + 2])));
-            }
-            if (allUvs) {
-                auto k = static_cast<std::size_t>(index.texcoord_index);
-                if (2 * k + 1 >= attrib.texcoords.size()) throw std::runtime_error("a face refers to a missing uv");
-                mesh.uvs.emplace_back(attrib.texcoords[2 * k], attrib.texcoords[2 * k + 1]);
-            }
-        }
-    }
-    if (mesh.indices.empty()) throw std::runtime_error("it holds no faces");
     mesh.completeAttributes();
     return mesh;
 }

@@ -35,8 +35,11 @@ Mesh makeSphere(int segments = 64, int rings = 32);
 Mesh makePlane();
 Mesh makeBox();
 Mesh makeMaterialBall();
-// Reads an OBJ file (triangulated); throws std::runtime_error with tinyobjloader's reason.
-Mesh loadObj(const std::string& path);
+// Reads an OBJ file (triangulated); throws std::runtime_error with tinyobjloader's reason or
+// the fault found (a face naming a missing vertex, a non-finite coordinate). A file without
+// normals is smoothed across an edge only where its faces meet at less than `creaseDegrees`.
+constexpr float kDefaultCreaseDegrees = 30.0f;
+Mesh loadObj(const std::string& path, float creaseDegrees = kDefaultCreaseDegrees);
 
 // A material: one shader object and what the host needs to fill records for it.
 struct Material {

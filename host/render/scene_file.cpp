@@ -427,12 +427,13 @@ std::shared_ptr<Mesh> readShape(const Reader& reader, const json& value, const s
                            " (expected sphere, plane, box or materialBall)");
 }
 
-std::shared_ptr<Mesh> readMesh(const Reader& reader, const json& value, const std::string& place) {
+std::shared_ptr<Mesh> readMesh(const Reader& reader, const json& value, const std::string& place,
+                               float creaseDegrees) {
     std::string file = reader.path(value, place);
     std::error_code error;
     if (!std::filesystem::is_regular_file(file, error)) reader.fail(place, "mesh file '" + file + "' does not exist");
     try {
-        return std::make_shared<Mesh>(loadObj(file));
+        return std::make_shared<Mesh>(loadObj(file, creaseDegrees));
     } catch (const std::runtime_error& e) {
         reader.fail(place, "cannot read mesh '" + file + "': " + e.what());
     }
@@ -451,13 +452,20 @@ void readObjectMatrix(const Reader& reader, const json& value, const std::string
 // An object and its material, which is appended to the scene's materials.
 Object readObject(const Reader& reader, const PluginLibrary& library, const json& value, const std::string& place,
                   TextureSet& textures, Scene& scene) {
-    const json& spec = reader.object(value, place, {"shape", "mesh", "matrix", "material"});
+    const json& spec = reader.object(value, place, {"shape", "mesh", "creaseAngle", "matrix", "material"});
     Object object;
     if (spec.contains("shape") == spec.contains("mesh")) {
         reader.fail(place, "expected exactly one of 'shape' (sphere, plane, box, materialBall) or 'mesh' (an OBJ file)");
     }
+    float crease = kDefaultCreaseDegrees;
+    if (spec.contains("creaseAngle")) {
+        const std::string creasePlace = Reader::child(place, "creaseAngle");
+        if (!spec.contains("mesh")) reader.fail(creasePlace, "only a mesh has a crease angle");
+        crease = reader.number(spec["creaseAngle"], creasePlace);
+        if (!(crease >= 0.0f && crease <= 180.0f)) reader.fail(creasePlace, "expected an angle from 0 to 180 degrees");
+    }
     object.mesh = spec.contains("shape") ? readShape(reader, spec["shape"], Reader::child(place, "shape"))
-                                         : readMesh(reader, spec["mesh"], Reader::child(place, "mesh"));
+                                         : readMesh(reader, spec["mesh"], Reader::child(place, "mesh"), crease);
     if (spec.contains("matrix")) readObjectMatrix(reader, spec["matrix"], Reader::child(place, "matrix"), object);
     if (!spec.contains("material")) reader.fail(place, "missing 'material'");
     const std::string materialPlace = Reader::child(place, "material");

@@ -36,9 +36,10 @@ const Material& materialAt(const Scene& scene, const SurfaceHit& hit) {
 
 }  // namespace
 
-Tracer::Tracer(const Scene& scene, const RenderSettings& settings)
+Tracer::Tracer(const Scene& scene, const RenderSettings& settings, const EnvironmentLight* environmentLight)
     : scene_(scene),
       settings_(settings),
+      environmentLight_(environmentLight),
       epsilon_(1e-4f * scene.extent()),
       occlusionDistance_(settings.occlusionDistance > 0.0f ? settings.occlusionDistance : scene.extent()),
       lightLists_(static_cast<std::size_t>(std::max(settings.maxDepth, 1) + 2)) {}
@@ -48,9 +49,8 @@ bool Tracer::intersect(const glm::vec3& origin, const glm::vec3& direction, floa
     return scene_.intersect(origin, direction, tNear, tFar, hit);
 }
 
-bool Tracer::unoccluded(const glm::vec3& origin, const glm::vec3& direction) {
-    ++rays_;
-    return !scene_.occluded(leave(origin, direction), direction, epsilon_, std::numeric_limits<float>::infinity());
+glm::vec3 Tracer::transmittanceTowards(const glm::vec3& origin, const glm::vec3& direction) {
+    return transmittance(origin, direction, SegmentEnd::Infinity);
 }
 
 // ---------------------------------------------------------------------------------------------

@@ -33,9 +33,13 @@ struct RayClass {
     bool throughMatte = false;
 };
 
+class EnvironmentLight;
+
 class Tracer final : public ksi::RenderServices {
 public:
-    Tracer(const Scene& scene, const RenderSettings& settings);
+    // `environmentLight` serves the path integrator's light sampling of the environment; without
+    // one, the environment is found by BSDF sampling alone.
+    Tracer(const Scene& scene, const RenderSettings& settings, const EnvironmentLight* environmentLight = nullptr);
 
     // Renders one camera sample of pixel (x, y) with the pixel's own random stream.
     Sample cameraSample(int x, int y, pcg32& random);
@@ -76,10 +80,12 @@ public:
     // Scene queries for an integrator; every ray counts towards the statistics.
     const Scene& scene() const { return scene_; }
     const RenderSettings& settings() const { return settings_; }
+    const EnvironmentLight* environmentLight() const { return environmentLight_; }
     float epsilon() const { return epsilon_; }
     bool intersect(const glm::vec3& origin, const glm::vec3& direction, float tNear, float tFar, SurfaceHit& hit);
-    // Whether nothing lies along the ray from just off the surface being shaded.
-    bool unoccluded(const glm::vec3& origin, const glm::vec3& direction);
+    // Transmittance from a point (just off the surface being shaded) out of the scene along a
+    // direction: the product of the shadowTransmittance of every surface on the way.
+    glm::vec3 transmittanceTowards(const glm::vec3& origin, const glm::vec3& direction);
     // A fresh record for a slot call at the hit, reached along `direction` from `origin`.
     void fillRecord(ksi::ShadingRecord& record, const SurfaceHit& hit, const glm::vec3& origin,
                     const glm::vec3& direction, RayClass ray) const;
@@ -120,6 +126,7 @@ private:
 
     const Scene& scene_;
     const RenderSettings& settings_;
+    const EnvironmentLight* environmentLight_;
     pcg32* random_ = nullptr;
     float epsilon_;
     float occlusionDistance_;

@@ -113,21 +113,32 @@ TEST(SceneFile, UnreadableImageAndBrokenMesh) {
     EXPECT_NE(message.find("objects[0].mesh: cannot read mesh"), std::string::npos) << message;
 }
 
-TEST(SceneFile, ObjMeshWithoutNormalsIsSmoothAcrossSharedCorners) {
-    // A tent of two faces meeting at a ridge: the corners the faces share are one vertex each,
-    // whose normal is the mean of the two face normals (straight up), not either face's.
+TEST(SceneFile, ObjMeshWithoutNormalsKeepsEdgesSharperThanTheCreaseAngle) {
+    // A tent of two faces meeting at a right angle along a ridge. Below the crease angle the
+    // shared corners are one vertex each with the mean of the face normals (straight up);
+    // at the default 30 degrees the ridge stays sharp and each face keeps its own normal.
     TemporaryDirectory directory;
     directory.write("tent.obj", "v -1 0 0\nv 0 -1 1\nv 0 1 1\nv 1 0 0\nf 1 2 3\nf 3 2 4\n");
-    json document = baseScene();
-    document["objects"][0] = json::parse(R"({"mesh": "tent.obj", "material": {"class": "kestrel_Mtl_Solid"}})");
-    auto loaded = loadScene(document, directory.path().string());
-    const render::Mesh& mesh = *loaded->scene.objects[0].mesh;
-    ASSERT_EQ(mesh.positions.size(), 4u);
-    ASSERT_EQ(mesh.indices.size(), 6u);
-    const glm::vec3 ridge = mesh.normals[mesh.indices[1]];
-    EXPECT_NEAR(ridge.x, 0.0f, 1e-6f);
-    EXPECT_NEAR(ridge.y, 0.0f, 1e-6f);
-    EXPECT_NEAR(std::fabs(ridge.z), 1.0f, 1e-6f);
+    struct Case {
+        json object;
+        std::size_t vertices;
+        glm::vec3 ridge;
+    };
+    const float h = std::sqrt(0.5f);
+    const Case cases[] = {
+        {json::parse(R"({"mesh": "tent.obj", "creaseAngle": 100})"), 4, glm::vec3(0, 0, 1)},
+        {json::parse(R"({"mesh": "tent.obj"})"), 6, glm::vec3(-h, 0, h)},
+    };
+    for (const Case& c : cases) {
+        json document = baseScene();
+        document["objects"][0] = c.object;
+        document["objects"][0]["material"] = {{"class", "kestrel_Mtl_Solid"}};
+        auto loaded = loadScene(document, directory.path().string());
+        const render::Mesh& mesh = *loaded->scene.objects[0].mesh;
+        EXPECT_EQ(mesh.positions.size(), c.vertices) << c.object;
+        const glm::vec3 ridge = mesh.normals[mesh.indices[1]];
+        for (int k = 0; k < 3; ++k) EXPECT_NEAR(std::fabs(ridge[k]), std::fabs(c.ridge[k]), 1e-6f) << c.object;
+    }
 }
 
 TEST(SceneFile, ObjMeshAndTexturesLoadWithRelativePaths) {
