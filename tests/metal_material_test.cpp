@@ -141,26 +141,6 @@ TEST(Metal, SampleFromBehindDrawsNothing) {
     EXPECT_EQ(services.log.count("random2D"), 0);
 }
 
-TEST(Metal, ClippedSamplesAreDroppedBeforeAnythingIsWritten) {
-    kestrel::ShaderInstance metal = createShader("kestrel_Mtl_Metal");
-    RecordingDataTexture planes;
-    // One plane z > 1: the point at the origin lies on the clipped side.
-    planes.function = [](float u, float) { return u == 0.0f ? Float4(1.0f, 0, 0, 1) : Float4(0, 0, 1, -1); };
-    metal.bindTexture("u_globalClippingMap", &planes);
-    metal.set("u_globalClippingMapEnable", true);
-    for (int32_t slot : {ksi::kCapEvaluateBsdf, ksi::kCapSampleBsdf}) {
-        RecordingServices services;
-        ksi::ShadingRecord record = metalRecord();
-        record.sampleDir = {0.0f, 0.0f, 1.0f};
-        record.lobeRequest[1] = 1;
-        const ksi::ShadingRecord before = record;
-        callSlot(metal, slot, &services, &record);
-        EXPECT_EQ(record.noContribution, 1);
-        record.noContribution = 0;
-        EXPECT_EQ(std::memcmp(&before, &record, sizeof record), 0);
-    }
-}
-
 }  // namespace
 
 namespace {
