@@ -168,7 +168,7 @@ TEST(MarigoldLegacyMask, CutAwayBySlotAndMode) {
         evaluated.evaluate({0, 0, 1});
         EXPECT_EQ(evaluated.record.noContribution, 1);
         sampled.sample(0.999f);
-        EXPECT_EQ(sampled.record.sampleLobe, 32);
+        EXPECT_EQ(sampled.record.sampleLobe, ksi::kLobeSpecularTransmission);
         expectFloat3(sampled.record.sampleDir, sampled.record.rayDir);
         expectFloat3(sampled.record.sampleWeight, {1, 1, 1});
         expectFloat3(shadowed.transmittance(), c.shadow);
@@ -613,7 +613,7 @@ TEST(MarigoldLegacySample, BandsFollowTheScriptedNumber) {
         l.with({{"maskingColor", Float3(0.5f)}, {"reflectivityColor", Float3(0.25f)}, {"reflectType", 1}});
         const ksi::ShadingRecord before = l.record;
         l.sample(xi, {0.5f, 0.5f}, true, false);
-        EXPECT_EQ(l.record.sampleLobe, 0);
+        EXPECT_EQ(l.record.sampleLobe, ksi::kLobeNone);
         l.record.sampleLobe = before.sampleLobe;
         l.record.lobeRequest[0] = before.lobeRequest[0];
         expectUnchangedOutside(before, l.record, 0, 0);
@@ -624,7 +624,7 @@ TEST(MarigoldLegacySample, BandsFollowTheScriptedNumber) {
 TEST(MarigoldLegacySample, DiffuseDirectionsAboutTheNormal) {
     Legacy l;
     l.sample(0.3f, {0.25f, 0.5f});
-    EXPECT_EQ(l.record.sampleLobe, 1);
+    EXPECT_EQ(l.record.sampleLobe, ksi::kLobeDiffuseReflection);
     expectNear3(l.record.sampleDir, {0.0f, std::sqrt(0.5f), std::sqrt(0.5f)});
     expectFloat3(l.record.sampleWeight, {0.0f, 0.0f, kInvPi});
 
@@ -648,7 +648,7 @@ TEST(MarigoldLegacySample, DiffuseDirectionsAboutTheNormal) {
     // The diffuse lobe refused: no sample and no second random draw.
     Legacy refused;
     refused.sample(0.3f, {0.25f, 0.5f}, false, true);
-    EXPECT_EQ(refused.record.sampleLobe, 0);
+    EXPECT_EQ(refused.record.sampleLobe, ksi::kLobeNone);
     EXPECT_EQ(refused.services.log.count("random2D"), 0);
 }
 

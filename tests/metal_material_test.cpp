@@ -134,9 +134,9 @@ TEST(Metal, SampleFromBehindDrawsNothing) {
     RecordingServices services;
     ksi::ShadingRecord record = metalRecord();
     record.rayDir = {0.0f, 0.0f, 1.0f};
-    record.lobeRequest[1] = 1;
+    acceptLobes(record, {ksi::kLobeGlossyReflection});
     metal.material().sampleBsdf(&services, &record);
-    EXPECT_EQ(record.sampleLobe, 0);
+    EXPECT_EQ(record.sampleLobe, ksi::kLobeNone);
     EXPECT_EQ(services.log.count("random"), 0);
     EXPECT_EQ(services.log.count("random2D"), 0);
 }
@@ -195,7 +195,7 @@ TEST(Metal, SamplingIsConsistentWithEvaluation) {
         services.randomQueue = {uniform(), uniform(), uniform()};
         ksi::ShadingRecord record = metalRecord();
         record.rayDir = rayDir;
-        record.lobeRequest[1] = 1;
+        acceptLobes(record, {ksi::kLobeGlossyReflection});
         metal.material().sampleBsdf(&services, &record);
         double v[3] = {0, 0, 0};
         if (record.sampleLobe != 0) {

@@ -19,7 +19,7 @@ using ksi::Float4;
 ksi::ShadingRecord mirrorRecord(Float3 rayDir = {0.0f, 0.0f, -1.0f}) {
     ksi::ShadingRecord record = presetRecord();
     record.rayDir = rayDir;
-    record.lobeRequest[2] = 1;
+    acceptLobes(record, {ksi::kLobeSpecularReflection});
     return record;
 }
 
@@ -39,7 +39,7 @@ TEST(Mirror, DefaultsReflectNothing) {
     mirror.material().sampleBsdf(&services, &record);
     expectFloat3(record.sampleWeight, Float3(0.0f));
     EXPECT_EQ(record.samplePdf, 1.0f);
-    EXPECT_EQ(record.sampleLobe, 4);
+    EXPECT_EQ(record.sampleLobe, ksi::kLobeSpecularReflection);
 }
 
 TEST(Mirror, FresnelRisesFromNormalToGrazingIncidence) {
@@ -95,13 +95,13 @@ TEST(Mirror, SampleNeedsTheSpecularRequestAndANonZeroCosine) {
     noRequest.lobeRequest[2] = 0;
     ksi::ShadingRecord before = noRequest;
     mirror.material().sampleBsdf(&services, &noRequest);
-    EXPECT_EQ(noRequest.sampleLobe, 0);
+    EXPECT_EQ(noRequest.sampleLobe, ksi::kLobeNone);
     noRequest.sampleLobe = before.sampleLobe;
     EXPECT_EQ(std::memcmp(&before, &noRequest, sizeof before), 0) << "only the lobe code is written";
 
     ksi::ShadingRecord grazing = mirrorRecord({1.0f, 0.0f, 0.0f});
     mirror.material().sampleBsdf(&services, &grazing);
-    EXPECT_EQ(grazing.sampleLobe, 0);
+    EXPECT_EQ(grazing.sampleLobe, ksi::kLobeNone);
 }
 
 }  // namespace
