@@ -185,7 +185,7 @@ TEST(BackgroundGeometry, ContinuationGoesStraightOn) {
     backdrop.material().sampleBsdf(&services, &record);
     expectFloat3(record.sampleDir, record.rayDir);
     expectFloat3(record.sampleWeight, Float3(1.0f));
-    EXPECT_EQ(record.sampleLobe, 4);
+    EXPECT_EQ(record.sampleLobe, ksi::kLobeSpecularReflection);
     EXPECT_EQ(record.samplePdf, 1.0f);
 }
 

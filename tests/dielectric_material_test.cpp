@@ -72,17 +72,17 @@ TEST(Dielectric, TotalInternalReflectionWhenLeavingSteeply) {
     // Sampling reflects with weight 1, or draws nothing when only transmission is accepted.
     RecordingServices sampler;
     ksi::ShadingRecord both = glassRecord(steep, false);
-    both.lobeRequest[2] = both.lobeRequest[5] = 1;
+    acceptLobes(both, {ksi::kLobeSpecularReflection, ksi::kLobeSpecularTransmission});
     sampler.randomQueue = {0.99f};
     glass.material().sampleBsdf(&sampler, &both);
-    EXPECT_EQ(both.sampleLobe, 32);
+    EXPECT_EQ(both.sampleLobe, ksi::kLobeSpecularTransmission);
     expectFloat3(both.sampleWeight, Float3(1.0f));
     EXPECT_GT(both.sampleDir.z, 0.0f);
 
     ksi::ShadingRecord transmissionOnly = glassRecord(steep, false);
-    transmissionOnly.lobeRequest[5] = 1;
+    acceptLobes(transmissionOnly, {ksi::kLobeSpecularTransmission});
     glass.material().sampleBsdf(&sampler, &transmissionOnly);
-    EXPECT_EQ(transmissionOnly.sampleLobe, 0);
+    EXPECT_EQ(transmissionOnly.sampleLobe, ksi::kLobeNone);
 }
 
 TEST(Dielectric, ShadowsPassTheUnreflectedPartAndAbsorbInside) {
@@ -153,10 +153,10 @@ TEST(Dielectric, RoughSamplesAreGlossyWithABoundedWeight) {
         RecordingServices services;
         services.randomQueue = {u1, 0.3f, 0.0f};
         ksi::ShadingRecord record = glassRecord(ksi::normalize(Float3(0.6f, 0.0f, -0.8f)));
-        record.lobeRequest[1] = record.lobeRequest[4] = 1;
+        acceptLobes(record, {ksi::kLobeGlossyReflection, ksi::kLobeGlossyTransmission});
         glass.material().sampleBsdf(&services, &record);
-        if (record.sampleLobe == 0) continue;
-        EXPECT_EQ(record.sampleLobe, 16);
+        if (record.sampleLobe == ksi::kLobeNone) continue;
+        EXPECT_EQ(record.sampleLobe, ksi::kLobeGlossyTransmission);
         EXPECT_GE(record.sampleWeight.x, 0.0f);
         EXPECT_LE(record.sampleWeight.x, 4.0f);
     }

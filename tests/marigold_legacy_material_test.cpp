@@ -1,4 +1,4 @@
-// The legacy all-in-one material: its declarations, the display switches, masking and
+// The legacy all-in-one material: the display switches, masking and
 // transparency with their combinations, the light kinds, Fresnel and clear coat, bump frames,
 // refraction and simulated thickness, graded reflections, shadow rays, and the evaluation and
 // sampling slots driven with scripted random numbers.
@@ -18,7 +18,6 @@
 namespace {
 
 using namespace kestrel::testing;
-using kestrel::ParamType;
 using ksi::Float2;
 using ksi::Float3;
 using ksi::Float4;
@@ -68,65 +67,6 @@ struct Legacy {
     // The normal the lighting was gathered about.
     Float3 lightingNormal() const { return argsVec(services.log.args("getLightSamples"), 4); }
 };
-
-TEST(MarigoldLegacyDeclarations, ParametersInOrderThenFiveVaryings) {
-    static const char* const kNames[] = {
-    "shadowColor", "shadowIntensity", "receiveShadow", "reverseNormal", "faceForward", "faceLight",
-    "showNormalsOnly", "showAmbientOnly", "diffuseColor", "diffuseMode", "diffuseTexture",
-    "diffuseTextureMatrix", "diffuseTextureTintColor", "diffuseAngularRepeat", "diffuseUVMatrix",
-    "diffuseIBLGainColor", "diffuseIBLContrastPivot", "diffuseIBLContrastValue", "diffuseIBLGainSource",
-    "diffuseLightGainValue", "specularColor", "specularREG", "specular2REG", "specularMode",
-    "specularTexture", "specularTextureMatrix", "specularAngularRepeat", "specular2Color", "specularUVMatrix",
-    "specularIBLGainColor", "specularIBLContrastPivot", "specularIBLContrastValue", "specularIBLGainSource",
-    "specularLightGainValue", "specular2LightGainValue", "transparencyColor", "transparencyMode",
-    "transparencyTexture", "transparencyTextureMatrix", "transparencyAngularRepeat", "transparencyInvert",
-    "transparencyFromDiffuse", "transparencyUVMatrix", "transparencyBlocksHighlights", "bumpMode",
-    "bumpTexture", "bumpTextureMatrix", "bumpTextureMatrixInverse", "bumpAngularRepeat", "bumpDepth",
-    "bumpUVMatrix", "maskingColor", "maskingMode", "maskingTexture", "maskingTextureMatrix",
-    "maskingInvertTexture", "maskingAngularRepeat", "maskingUVMatrix", "maskingFromAlpha",
-    "reflectivityColor", "useUniformReflectivity", "fresnel", "clearCoat_fresnel", "reflectType",
-    "reflectAbsorb", "reflectLight", "reflectIBLGainColor", "reflectIBLGainSource", "reflectIBLGainValue",
-    "reflectOverride", "useReflectOverride", "surfaceRoughness", "refractiveIndex", "simulatedThickness",
-    "IBLDiffMode", "IBLSpecMode", "diffuseIBLGainValue", "specularIBLGainValue", "diffuseIBLCube",
-    "specularIBLCube", "globalIBLContrastPivot", "globalIBLContrastValue", "globalIBLGainColor",
-    "globalIBLSatValue", "globalIBLGainSource", "globalIBLGainValue", "globalIBLMatrix",
-    "diffuseIBLChannelContrastPivot", "diffuseIBLChannelContrastValue", "diffuseIBLChannelGainColor",
-    "diffuseIBLChannelGainSource", "diffuseIBLChannelGainValue", "diffuseIBLChannelSatValue",
-    "specularIBLChannelContrastPivot", "specularIBLChannelContrastValue", "specularIBLChannelGainColor",
-    "specularIBLChannelGainSource", "specularIBLChannelGainValue", "specularIBLChannelSatValue",
-    "reflectIBLChannelContrastPivot", "reflectIBLChannelContrastValue", "reflectIBLChannelGainColor",
-    "reflectIBLChannelGainSource", "reflectIBLChannelGainValue", "reflectIBLChannelSatValue",
-    "ambientOcclusionTexture", "ambientOcclusionMode", "ambientOcclusionFactor", "ambientOcclusionColor",
-    "usePrecalcAO", "absorbanceRGB", "useAlpha", "globalIllumIntensity", "unlitSurface", "selfIlluminance",
-    "usingHDRbuffer", "triplanarXY", "draw_mere_shadow",
-    };
-    kestrel::ShaderInstance shader = createShader("MarigoldLegacy");
-    EXPECT_EQ(shader.declaration().capabilities, 15);
-    const auto& declared = shader.declaration().parameters;
-    ASSERT_EQ(declared.size(), std::size(kNames));
-    for (std::size_t i = 0; i < declared.size(); ++i) EXPECT_EQ(declared[i].name, kNames[i]) << i + 1;
-
-    // A few defaults the shading relies on: 80 % transparent, blue, no reflection, no bump.
-    EXPECT_EQ(kestrel::formatValue(shader.get("transparencyColor")), kestrel::formatValue(Float3(0.8f)));
-    EXPECT_EQ(kestrel::formatValue(shader.get("diffuseColor")), kestrel::formatValue(Float3(0, 0, 1)));
-    EXPECT_EQ(kestrel::formatValue(shader.get("absorbanceRGB")), kestrel::formatValue(Float3(-1.0f)));
-    EXPECT_EQ(kestrel::formatValue(shader.get("bumpMode")), "-1");
-    EXPECT_EQ(shader.parameter("receiveShadow").type, ParamType::Float);
-    EXPECT_EQ(shader.parameter("specularIBLCube").type, ParamType::CubeTexture);
-    EXPECT_EQ(shader.parameter("globalIBLMatrix").type, ParamType::Matrix3);
-
-    const auto& varyings = shader.declaration().varyings;
-    ASSERT_EQ(varyings.size(), 5u);
-    const struct {
-        const char* name;
-        int32_t type, offset;
-    } layout[] = {{"uv", 1, 0}, {"uv1", 1, 8}, {"tangent", 2, 16}, {"bitangent", 2, 28}, {"vtxcolor", 3, 40}};
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(varyings[i].name, layout[i].name);
-        EXPECT_EQ(varyings[i].type, layout[i].type);
-        EXPECT_EQ(varyings[i].offset, layout[i].offset);
-    }
-}
 
 TEST(MarigoldLegacyShade, MereShadowContributesNothingWhateverElseIsSet) {
     Legacy l;
@@ -228,7 +168,7 @@ TEST(MarigoldLegacyMask, CutAwayBySlotAndMode) {
         evaluated.evaluate({0, 0, 1});
         EXPECT_EQ(evaluated.record.noContribution, 1);
         sampled.sample(0.999f);
-        EXPECT_EQ(sampled.record.sampleLobe, 32);
+        EXPECT_EQ(sampled.record.sampleLobe, ksi::kLobeSpecularTransmission);
         expectFloat3(sampled.record.sampleDir, sampled.record.rayDir);
         expectFloat3(sampled.record.sampleWeight, {1, 1, 1});
         expectFloat3(shadowed.transmittance(), c.shadow);
@@ -673,7 +613,7 @@ TEST(MarigoldLegacySample, BandsFollowTheScriptedNumber) {
         l.with({{"maskingColor", Float3(0.5f)}, {"reflectivityColor", Float3(0.25f)}, {"reflectType", 1}});
         const ksi::ShadingRecord before = l.record;
         l.sample(xi, {0.5f, 0.5f}, true, false);
-        EXPECT_EQ(l.record.sampleLobe, 0);
+        EXPECT_EQ(l.record.sampleLobe, ksi::kLobeNone);
         l.record.sampleLobe = before.sampleLobe;
         l.record.lobeRequest[0] = before.lobeRequest[0];
         expectUnchangedOutside(before, l.record, 0, 0);
@@ -684,7 +624,7 @@ TEST(MarigoldLegacySample, BandsFollowTheScriptedNumber) {
 TEST(MarigoldLegacySample, DiffuseDirectionsAboutTheNormal) {
     Legacy l;
     l.sample(0.3f, {0.25f, 0.5f});
-    EXPECT_EQ(l.record.sampleLobe, 1);
+    EXPECT_EQ(l.record.sampleLobe, ksi::kLobeDiffuseReflection);
     expectNear3(l.record.sampleDir, {0.0f, std::sqrt(0.5f), std::sqrt(0.5f)});
     expectFloat3(l.record.sampleWeight, {0.0f, 0.0f, kInvPi});
 
@@ -708,7 +648,7 @@ TEST(MarigoldLegacySample, DiffuseDirectionsAboutTheNormal) {
     // The diffuse lobe refused: no sample and no second random draw.
     Legacy refused;
     refused.sample(0.3f, {0.25f, 0.5f}, false, true);
-    EXPECT_EQ(refused.record.sampleLobe, 0);
+    EXPECT_EQ(refused.record.sampleLobe, ksi::kLobeNone);
     EXPECT_EQ(refused.services.log.count("random2D"), 0);
 }
 

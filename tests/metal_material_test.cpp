@@ -134,31 +134,11 @@ TEST(Metal, SampleFromBehindDrawsNothing) {
     RecordingServices services;
     ksi::ShadingRecord record = metalRecord();
     record.rayDir = {0.0f, 0.0f, 1.0f};
-    record.lobeRequest[1] = 1;
+    acceptLobes(record, {ksi::kLobeGlossyReflection});
     metal.material().sampleBsdf(&services, &record);
-    EXPECT_EQ(record.sampleLobe, 0);
+    EXPECT_EQ(record.sampleLobe, ksi::kLobeNone);
     EXPECT_EQ(services.log.count("random"), 0);
     EXPECT_EQ(services.log.count("random2D"), 0);
-}
-
-TEST(Metal, ClippedSamplesAreDroppedBeforeAnythingIsWritten) {
-    kestrel::ShaderInstance metal = createShader("kestrel_Mtl_Metal");
-    RecordingDataTexture planes;
-    // One plane z > 1: the point at the origin lies on the clipped side.
-    planes.function = [](float u, float) { return u == 0.0f ? Float4(1.0f, 0, 0, 1) : Float4(0, 0, 1, -1); };
-    metal.bindTexture("u_globalClippingMap", &planes);
-    metal.set("u_globalClippingMapEnable", true);
-    for (int32_t slot : {ksi::kCapEvaluateBsdf, ksi::kCapSampleBsdf}) {
-        RecordingServices services;
-        ksi::ShadingRecord record = metalRecord();
-        record.sampleDir = {0.0f, 0.0f, 1.0f};
-        record.lobeRequest[1] = 1;
-        const ksi::ShadingRecord before = record;
-        callSlot(metal, slot, &services, &record);
-        EXPECT_EQ(record.noContribution, 1);
-        record.noContribution = 0;
-        EXPECT_EQ(std::memcmp(&before, &record, sizeof record), 0);
-    }
 }
 
 }  // namespace
@@ -215,7 +195,7 @@ TEST(Metal, SamplingIsConsistentWithEvaluation) {
         services.randomQueue = {uniform(), uniform(), uniform()};
         ksi::ShadingRecord record = metalRecord();
         record.rayDir = rayDir;
-        record.lobeRequest[1] = 1;
+        acceptLobes(record, {ksi::kLobeGlossyReflection});
         metal.material().sampleBsdf(&services, &record);
         double v[3] = {0, 0, 0};
         if (record.sampleLobe != 0) {

@@ -28,9 +28,9 @@ TEST(MetallicPaint, OnlyASpecularRequestAlwaysTakesTheTopcoatMirror) {
     RecordingServices services;
     services.randomQueue = {0.999f};
     ksi::ShadingRecord record = paintRecord({s, 0.0f, -s});
-    record.lobeRequest[2] = 1;
+    acceptLobes(record, {ksi::kLobeSpecularReflection});
     paint.material().sampleBsdf(&services, &record);
-    EXPECT_EQ(record.sampleLobe, 4);
+    EXPECT_EQ(record.sampleLobe, ksi::kLobeSpecularReflection);
     const float c = std::fmin(std::fmax(s, 0.0f), 1.0f);
     expectFloat3(record.sampleWeight, Float3(topcoatShare(c)));
     EXPECT_EQ(record.samplePdf, 1.0f);
@@ -44,10 +44,10 @@ TEST(MetallicPaint, WithTheBaseRequestedTheTopcoatTakesItsFresnelShare) {
     RecordingServices services;
     services.randomQueue = {0.0f};
     ksi::ShadingRecord record = paintRecord({0.0f, 0.0f, -1.0f});
-    record.lobeRequest[1] = 1;
+    acceptLobes(record, {ksi::kLobeGlossyReflection});
     paint.material().sampleBsdf(&services, &record);
     // Head-on the share is 0.3: the mirror sample carries 1 / 0.3 as its reciprocal density.
-    EXPECT_EQ(record.sampleLobe, 4);
+    EXPECT_EQ(record.sampleLobe, ksi::kLobeSpecularReflection);
     expectFloat3(record.sampleWeight, Float3(0.3f));
     EXPECT_EQ(record.samplePdf, 1.0f / 0.3f);
     expectFloat3(record.sampleDir, Float3(0.0f, 0.0f, 1.0f));
@@ -58,10 +58,10 @@ TEST(MetallicPaint, BaseSamplesAreGlossyOrRejected) {
     RecordingServices services;
     services.randomQueue = {0.9f, 0.2f, 0.3f, 0.4f};
     ksi::ShadingRecord record = paintRecord({0.0f, 0.0f, -1.0f});
-    record.lobeRequest[0] = 1;
+    acceptLobes(record, {ksi::kLobeDiffuseReflection});
     paint.material().sampleBsdf(&services, &record);
-    EXPECT_TRUE(record.sampleLobe == 2 || record.sampleLobe == 0);
-    if (record.sampleLobe == 2) {
+    EXPECT_TRUE(record.sampleLobe == ksi::kLobeGlossyReflection || record.sampleLobe == ksi::kLobeNone);
+    if (record.sampleLobe == ksi::kLobeGlossyReflection) {
         EXPECT_GT(record.samplePdf, 0.0f);
         EXPECT_GE(record.sampleDir.z, 0.0f);
     }
@@ -71,9 +71,9 @@ TEST(MetallicPaint, SampleFromBehindDrawsNothing) {
     kestrel::ShaderInstance paint = createShader("kestrel_Mtl_MetallicPaint");
     RecordingServices services;
     ksi::ShadingRecord record = paintRecord({0.0f, 0.0f, 1.0f});
-    record.lobeRequest[2] = 1;
+    acceptLobes(record, {ksi::kLobeSpecularReflection});
     paint.material().sampleBsdf(&services, &record);
-    EXPECT_EQ(record.sampleLobe, 0);
+    EXPECT_EQ(record.sampleLobe, ksi::kLobeNone);
     EXPECT_EQ(services.log.count("random"), 0);
 }
 

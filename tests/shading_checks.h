@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstring>
+#include <initializer_list>
 
 #include <kestrel/kestrel.h>
 
@@ -27,6 +28,15 @@ inline void expectColor(ksi::Float4 actual, ksi::Float4 expected) {
     EXPECT_EQ(actual.y, expected.y);
     EXPECT_EQ(actual.z, expected.z);
     EXPECT_EQ(actual.w, expected.w);
+}
+
+// Marks the lobes the host accepts: lobeRequest holds the answer for code 1 << i in byte i.
+inline void acceptLobes(ksi::ShadingRecord& record, std::initializer_list<ksi::LobeCode> lobes) {
+    for (ksi::LobeCode lobe : lobes) {
+        for (int i = 0; i < 6; ++i) {
+            if ((1 << i) == lobe) record.lobeRequest[i] = 1;
+        }
+    }
 }
 
 // Every byte of the record outside [begin, end) is as it was.

@@ -106,7 +106,7 @@ TEST(ShadowPlane, NoReceiveMeansNoQueriesAndShadowsAreOpaqueOnlyToShadowRays) {
     }
     ksi::ShadingRecord sample = presetRecord();
     plane.material().sampleBsdf(&services, &sample);
-    EXPECT_EQ(sample.sampleLobe, 4) << "straight on even with nothing requested";
+    EXPECT_EQ(sample.sampleLobe, ksi::kLobeSpecularReflection) << "straight on even with nothing requested";
     expectFloat3(sample.sampleDir, sample.rayDir);
 }
 

@@ -110,9 +110,9 @@ TEST(Ward, EvaluateIsZeroBelowTheSurfaceAndSampleFromBehindDrawsNothing) {
     expectFloat3(below.sampleWeight, Float3(0.0f));
     EXPECT_EQ(below.sampleCos, 0.0f);
     ksi::ShadingRecord behind = wardRecord({0.0f, 0.0f, 1.0f});
-    behind.lobeRequest[1] = 1;
+    acceptLobes(behind, {ksi::kLobeGlossyReflection});
     ward.material().sampleBsdf(&services, &behind);
-    EXPECT_EQ(behind.sampleLobe, 0);
+    EXPECT_EQ(behind.sampleLobe, ksi::kLobeNone);
 }
 
 TEST(Ward, GlossyOnlySamplesExcludeTheDiffusePart) {
@@ -125,9 +125,9 @@ TEST(Ward, GlossyOnlySamplesExcludeTheDiffusePart) {
     RecordingServices services;
     services.randomQueue = {0.3f, 0.4f};
     ksi::ShadingRecord record = wardRecord();
-    record.lobeRequest[2] = 1;
+    acceptLobes(record, {ksi::kLobeSpecularReflection});
     ward.material().sampleBsdf(&services, &record);
-    ASSERT_EQ(record.sampleLobe, 4);
+    ASSERT_EQ(record.sampleLobe, ksi::kLobeSpecularReflection);
     // Evaluating the same direction gives diffuse / pi plus the lobe; the sample lacks the former.
     ksi::ShadingRecord evaluation = wardRecord();
     evaluation.sampleDir = record.sampleDir;
@@ -156,9 +156,9 @@ TEST(Ward, ZeroRoughnessHasNoGlossyLobeAndNoNaN) {
     ward.material().evaluateBsdf(&services, &record);
     expectFloat3(record.sampleWeight, Float3(0.5f * (1.0f - 0.5f)) * 0.3183099f);
     ksi::ShadingRecord glossy = wardRecord();
-    glossy.lobeRequest[2] = 1;
+    acceptLobes(glossy, {ksi::kLobeSpecularReflection});
     ward.material().sampleBsdf(&services, &glossy);
-    EXPECT_EQ(glossy.sampleLobe, 0);
+    EXPECT_EQ(glossy.sampleLobe, ksi::kLobeNone);
     services.lights.push_back(RecordingServices::makeLight({0, 0, 1}, Float3(1.0f)));
     ksi::ShadingRecord shaded = wardRecord();
     ward.material().shade(&services, &shaded);

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "recording_host.h"
+#include "shading_checks.h"
 #include "test_library.h"
 
 namespace kestrel::testing {
@@ -64,7 +65,7 @@ inline void expectDirectionsFollowTheLobeDensity(const std::string& className, i
             ksi::ShadingRecord record = presetRecord();
             record.rayDir = rayDir;
             ksi::writeVarying(record, tangentOffset, Float3(1.0f, 0.0f, 0.0f));
-            record.lobeRequest[2] = 1;
+            acceptLobes(record, {ksi::kLobeSpecularReflection});
             ward.material().sampleBsdf(&services, &record);
             if (record.sampleLobe != 4) {
                 observed.back() += 1;
@@ -164,7 +165,7 @@ inline void expectSamplingConsistentWithEvaluation(const std::string& className,
         RecordingServices services;
         services.randomQueue = {uniform(), uniform(), uniform()};
         ksi::ShadingRecord record = wardRecord(rayDir);
-        record.lobeRequest[1] = 1;
+        acceptLobes(record, {ksi::kLobeGlossyReflection});
         ward.material().sampleBsdf(&services, &record);
         double v = record.sampleLobe ? record.sampleWeight.x * record.sampleCos * record.samplePdf : 0.0;
         sum += v;

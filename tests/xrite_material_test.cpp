@@ -1,4 +1,4 @@
-// The XRite car paint: its declarations, the flake grid (count, edge weights, footprint), the
+// The XRite car paint: the flake grid (count, edge weights, footprint), the
 // glint and sparkle branches, the sRGB base, the Fresnel quadruple, the normal flips, solid mode,
 // missing textures, masking, and hostile grid settings.
 #include <gtest/gtest.h>
@@ -19,7 +19,6 @@
 namespace {
 
 using namespace kestrel::testing;
-using kestrel::ParamType;
 using kestrel::ParamValue;
 using ksi::Float3;
 using ksi::Float4;
@@ -66,65 +65,6 @@ struct Paint {
     }
     std::size_t cells() const { return flakes.lookups.size(); }
 };
-
-TEST(XRiteMaterial, DeclaresCommonInputsThenPaintThenUv) {
-    kestrel::ShaderInstance paint = createShader("XRite");
-    const auto& declared = paint.declaration().parameters;
-    const char* common[] = {"ambientOcclusionTexture", "ambientOcclusionMode", "ambientOcclusionFactor",
-                            "ambientOcclusionColor",   "usePrecalcAO",         "showAmbientOnly",
-                            "usingRaytracedAO",        "maskingColor",         "maskingMode",
-                            "maskingTexture",          "maskingTextureMatrix", "maskingInvertTexture",
-                            "maskingAngularRepeat",    "maskingUVMatrix",      "maskingFromAlpha"};
-    struct Row {
-        const char* name;
-        ParamType type;
-        ParamValue value;
-    } const own[] = {
-        {"reverseNormal", ParamType::Bool, false},
-        {"faceForward", ParamType::Bool, false},
-        {"xriteDiffuse", ParamType::Float3, Float3(0.0049f, 0.0049f, 0.0045f)},
-        {"flakeColor", ParamType::Float3, Float3(0.104f, 0.106f, 0.108f)},
-        {"flakeColor2", ParamType::Float3, Float3(0.0953f, 0.0958f, 0.0976f)},
-        {"fresnel", ParamType::Float4, Float4(0.04f, 0.9f, 2.5f, 1.0f)},
-        {"xriteIsSolid", ParamType::Bool, false},
-        {"coarseness", ParamType::Float, 0.656f},
-        {"specIntensity", ParamType::Float, 1.0f},
-        {"diffIntensity", ParamType::Float, 1.0f},
-        {"contributionFactor", ParamType::Float, 0.75f},
-        {"maxFlakes", ParamType::Float, 7.0f},
-        {"flakeFactor", ParamType::Float, 4.0f},
-        {"flakeSize", ParamType::Float, 0.001953125f},
-        {"flakeNormalTexture", ParamType::Texture, ksi::TextureHandle{}},
-        {"diffuseCube", ParamType::CubeTexture, ksi::TextureHandle{}},
-        {"specularCube", ParamType::CubeTexture, ksi::TextureHandle{}},
-        {"reflectCube", ParamType::CubeTexture, ksi::TextureHandle{}},
-    };
-    ASSERT_EQ(declared.size(), std::size(common) + std::size(own));
-    for (std::size_t i = 0; i < std::size(common); ++i) EXPECT_EQ(declared[i].name, common[i]);
-    for (std::size_t i = 0; i < std::size(own); ++i) {
-        const Row& row = own[i];
-        SCOPED_TRACE(row.name);
-        const auto& d = declared[std::size(common) + i];
-        EXPECT_EQ(d.name, row.name);
-        EXPECT_EQ(d.type, row.type);
-        ParamValue actual = paint.get(row.name);
-        if (const auto* handle = std::get_if<ksi::TextureHandle>(&actual)) {
-            EXPECT_EQ(handle->object, nullptr);
-            EXPECT_EQ(handle->index, -1);
-        } else {
-            EXPECT_EQ(kestrel::formatValue(actual), kestrel::formatValue(row.value));
-        }
-    }
-    const auto& varyings = paint.declaration().varyings;
-    ASSERT_EQ(varyings.size(), 3u);
-    const std::pair<const char*, int32_t> layout[] = {{"uv1", 0}, {"vtxcolor", 8}, {"uv", 24}};
-    const int32_t types[] = {ksi::kVaryingFloat2, ksi::kVaryingFloat4, ksi::kVaryingFloat2};
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(varyings[i].name, layout[i].first);
-        EXPECT_EQ(varyings[i].offset, layout[i].second);
-        EXPECT_EQ(varyings[i].type, types[i]);
-    }
-}
 
 // The grid is count x count cells; a fractional size adds a partial row and column, a size within
 // 0.0001 above a whole number does not. Cell (i, j) reads the flake map at

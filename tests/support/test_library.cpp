@@ -1,7 +1,6 @@
 #include "test_library.h"
 
 #include <cstring>
-#include <stdexcept>
 
 namespace kestrel::testing {
 
@@ -40,29 +39,6 @@ ksi::ShadingRecord presetRecord() {
     record.outLightColor = {-1.0f, -2.0f, -3.0f};
     record.outLightShadow = {-4.0f, -5.0f, -6.0f};
     return record;
-}
-
-void callSlot(const ShaderInstance& shader, int32_t capability, ksi::RenderServices* services,
-              ksi::ShadingRecord* record) {
-    switch (shader.kind()) {
-        case ksi::kKindLight:
-            if (capability != ksi::kCapShade) throw std::logic_error("lights have only shade");
-            shader.light().shade(services, record);
-            return;
-        case ksi::kKindEnvironment:
-            if (capability != ksi::kCapShade) throw std::logic_error("environments have only shade");
-            shader.environment().shade(services, record);
-            return;
-        default: break;
-    }
-    const ksi::MaterialShader& material = shader.material();
-    switch (capability) {
-        case ksi::kCapShade: material.shade(services, record); break;
-        case ksi::kCapShadowTransmittance: material.shadowTransmittance(services, record); break;
-        case ksi::kCapEvaluateBsdf: material.evaluateBsdf(services, record); break;
-        case ksi::kCapSampleBsdf: material.sampleBsdf(services, record); break;
-        default: throw std::logic_error("not a shading capability");
-    }
 }
 
 }  // namespace kestrel::testing

@@ -25,9 +25,4 @@ ShaderInstance createShader(const std::string& className);
 // tell written from untouched.
 ksi::ShadingRecord presetRecord();
 
-// Calls the shading slot that a capability bit names (shade, shadowTransmittance, evaluateBsdf,
-// sampleBsdf) on a shader of any kind.
-void callSlot(const ShaderInstance& shader, int32_t capability, ksi::RenderServices* services,
-              ksi::ShadingRecord* record);
-
 }  // namespace kestrel::testing
