@@ -17,6 +17,9 @@ Float3 fadeToOcclusionColor(float a, Float3 color) {
 Float3 evaluateMasking(const CommonMaterialInputs& inputs, Float2 uv, Float3 objectPosition, Float3 objectNormal) {
     // Modes outside -1 to 4 give no mask, like -1.
     if (inputs.maskingMode < 0 || inputs.maskingMode > kProjectCylindrical) return Float3(0.0f);
+    // The constant mask (the default) needs no projection: answered here, every shade is spared
+    // the channel set-up.
+    if (inputs.maskingMode == 0) return inputs.maskingColor;
     const MaskChannel mask{{inputs.maskingMode, inputs.maskingColor, &inputs.maskingTexture,
                             &inputs.maskingTextureMatrix, inputs.maskingAngularRepeat, &inputs.maskingUVMatrix},
                            inputs.maskingFromAlpha ? TexelRead::AlphaAsGrey : TexelRead::Color,
