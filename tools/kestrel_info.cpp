@@ -11,6 +11,7 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
+#include "command_line.h"
 #include "parameter_value.h"
 #include "plugin_library.h"
 #include "shader_instance.h"
@@ -20,8 +21,8 @@ namespace {
 using kestrel::ParamValue;
 using nlohmann::ordered_json;
 
-constexpr int kExitLoadFailure = 1;
-constexpr int kExitUnknownClass = 2;
+using kestrel::tools::kExitBadInput;
+using kestrel::tools::kExitBadUsage;
 
 // The shortest decimal that reads back as the float: 0.1 rather than the double nearest to
 // 0.1f, 0.10000000149011612.
@@ -143,14 +144,19 @@ int main(int argc, char** argv) {
     app.add_option("class", classNames, "Classes to describe (default: list every class)");
     app.add_option("--library", libraryPath, "Shader library to read (default: the one installed beside this tool)");
     app.add_flag("--json", json, "Print JSON instead of text");
-    CLI11_PARSE(app, argc, argv);
+    if (auto status = kestrel::tools::parseCommandLine(app, "kestrel-info", argc, argv)) return *status;
 
     std::unique_ptr<kestrel::PluginLibrary> library;
     try {
         library = std::make_unique<kestrel::PluginLibrary>(libraryPath);
     } catch (const kestrel::LoadError& error) {
         std::cerr << "kestrel-info: " << error.what() << "\n";
-        return kExitLoadFailure;
+        return kExitBadInput;
+    }
+    if (library->classNames().empty()) {
+        std::cerr << "kestrel-info: " << libraryPath << ": exports no shader class (no pair of <Class>_create and "
+                  << "<Class>_getAPIVersion); is it a Kestrel Shaders library?\n";
+        return kExitBadInput;
     }
 
     try {
@@ -180,7 +186,7 @@ int main(int argc, char** argv) {
         }
     } catch (const kestrel::LoadError& error) {
         std::cerr << "kestrel-info: " << error.what() << "\n";
-        return kExitUnknownClass;
+        return kExitBadUsage;
     }
     return 0;
 }
