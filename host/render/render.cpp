@@ -223,7 +223,7 @@ bool isSupportedImagePath(const std::string& path) {
     return extension == ".png" || extension == ".exr";
 }
 
-void writeImage(const Image& image, const std::string& path, ExrPrecision precision) {
+void writeImage(const Image& image, const std::string& path, ExrPrecision precision, const ImageMetadata& metadata) {
     const std::string extension = lowerExtension(path);
     if (!isSupportedImagePath(path)) {
         throw std::runtime_error("cannot write '" + path + "': the extension must be .png or .exr");
@@ -247,6 +247,7 @@ void writeImage(const Image& image, const std::string& path, ExrPrecision precis
                              : (precision == ExrPrecision::Half ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT));
     if (png) spec.attribute("oiio:ColorSpace", "sRGB");
     else spec.attribute("oiio:ColorSpace", "Linear");
+    for (const auto& [name, value] : metadata) spec.attribute("kestrel:" + name, value);
     auto output = OIIO::ImageOutput::create(temporary.string());
     bool ok = output && output->open(temporary.string(), spec) &&
               output->write_image(png ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT,

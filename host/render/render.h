@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <glm/glm.hpp>
@@ -63,7 +64,10 @@ enum class ExrPrecision { Half, Float };
 // through a temporary file beside it, so a failed or interrupted write leaves no partial file
 // and an existing file at the path stays as it was. Throws std::runtime_error naming the file,
 // or Interrupted.
-void writeImage(const Image& image, const std::string& path, ExrPrecision precision = ExrPrecision::Half);
+// `metadata` (name, value) pairs are stored in the file as "kestrel:<name>" string attributes.
+using ImageMetadata = std::vector<std::pair<std::string, std::string>>;
+void writeImage(const Image& image, const std::string& path, ExrPrecision precision = ExrPrecision::Half,
+                const ImageMetadata& metadata = {});
 // Whether the extension is one writeImage knows (".png", ".exr", any case).
 bool isSupportedImagePath(const std::string& path);
 // Whether a file can be created in the directory, tried by creating and removing one: empty

@@ -76,12 +76,29 @@ render::ExrPrecision precision(const Options& options) {
     return options.exrFloat ? render::ExrPrecision::Float : render::ExrPrecision::Half;
 }
 
+struct OutputFile {
+    std::string path;
+    const render::Image* image;
+    render::ImageMetadata metadata;
+};
+
+// The settings an image was rendered with, stored in the file.
+render::ImageMetadata renderMetadata(const PluginLibrary& library, const render::RenderSettings& settings,
+                                     const std::string& className) {
+    render::ImageMetadata metadata = {{"library", library.path()},
+                                      {"spp", std::to_string(settings.samplesPerPixel)},
+                                      {"seed", std::to_string(settings.seed)},
+                                      {"mode", settings.integrator == render::Integrator::Path ? "path" : "shade"}};
+    if (!className.empty()) metadata.emplace_back("class", className);
+    return metadata;
+}
+
 // Writes every image or none: on a failure the ones already written are removed.
-void writeAll(const std::vector<std::pair<std::string, const render::Image*>>& files, render::ExrPrecision precision) {
+void writeAll(const std::vector<OutputFile>& files, render::ExrPrecision precision) {
     std::vector<std::string> written;
     try {
-        for (const auto& [path, image] : files) {
-            render::writeImage(*image, path, precision);
+        for (const auto& [path, image, metadata] : files) {
+            render::writeImage(*image, path, precision, metadata);
             written.push_back(path);
         }
     } catch (...) {
@@ -102,7 +119,9 @@ int renderScene(const Options& options, const PluginLibrary& library) {
 
     render::RenderStats stats;
     render::Image image = render::renderImage(scene, settings, stats, {.enabled = !options.quiet, .label = ""});
-    if (!options.outputPath.empty()) writeAll({{options.outputPath, &image}}, precision(options));
+    if (!options.outputPath.empty()) {
+        writeAll({{options.outputPath, &image, renderMetadata(library, settings, "")}}, precision(options));
+    }
     std::cerr << render::summaryLine(settings.width, settings.height, settings.samplesPerPixel, stats) << "\n";
     return 0;
 }
@@ -125,14 +144,16 @@ void selectClasses(const std::vector<std::string>& classes, std::vector<gallery:
 
 // One preview per file beside the contact sheet, in <sheet>-previews/<Class>.<ext>, then the sheet.
 void writeGallery(const std::string& outputPath, const std::vector<gallery::Preview>& previews,
-                  const std::vector<render::Image>& images, const render::Image& sheet, render::ExrPrecision precision) {
+                  const std::vector<render::Image>& images, const render::Image& sheet,
+                  const std::vector<render::ImageMetadata>& metadata, render::ExrPrecision precision) {
     const fs::path output(outputPath);
     const fs::path perClass = output.parent_path() / (output.stem().string() + "-previews");
-    std::vector<std::pair<std::string, const render::Image*>> files;
+    std::vector<OutputFile> files;
     for (std::size_t i = 0; i < images.size(); ++i) {
-        files.emplace_back((perClass / (previews[i].className + output.extension().string())).string(), &images[i]);
+        files.push_back({(perClass / (previews[i].className + output.extension().string())).string(), &images[i], metadata[i]});
     }
-    files.emplace_back(outputPath, &sheet);
+    files.push_back({outputPath, &sheet, metadata.empty() ? render::ImageMetadata{} : metadata.front()});
+    if (!files.back().metadata.empty()) files.back().metadata.pop_back();  // the sheet shows every class
     std::error_code error;
     fs::create_directories(perClass, error);
     if (error) throw std::runtime_error("cannot create '" + perClass.string() + "': " + error.message());
@@ -162,12 +183,14 @@ int renderGallery(const Options& options, const PluginLibrary& library) {
 
     std::vector<render::Image> images;
     std::vector<std::string> labels;
+    std::vector<render::ImageMetadata> metadata;
     render::RenderStats total;
     for (std::size_t i = 0; i < previews.size(); ++i) {
         render::RenderStats stats;
         const std::string label = "[" + std::to_string(i + 1) + "/" + std::to_string(previews.size()) + "] ";
         images.push_back(render::renderImage(*scenes[i], settings[i], stats, {.enabled = !options.quiet, .label = label}));
         labels.push_back(previews[i].className + (previews[i].hasPreviewFile ? "" : " (defaults)"));
+        metadata.push_back(renderMetadata(library, settings[i], previews[i].className));
         if (options.bench) {
             std::printf("%-28s %s\n", previews[i].className.c_str(),
                         render::summaryLine(settings[i].width, settings[i].height, settings[i].samplesPerPixel, stats).c_str());
@@ -175,7 +198,8 @@ int renderGallery(const Options& options, const PluginLibrary& library) {
         total += stats;
     }
     if (!options.outputPath.empty()) {
-        writeGallery(options.outputPath, previews, images, gallery::contactSheet(labels, images), precision(options));
+        writeGallery(options.outputPath, previews, images, gallery::contactSheet(labels, images), metadata,
+                     precision(options));
     }
     const render::RenderSettings& first = settings.empty() ? render::RenderSettings{} : settings.front();
     std::cerr << "gallery of " << previews.size() << " materials: "
@@ -239,10 +263,10 @@ int main(int argc, char** argv) {
     CLI::App app{"Renders a Kestrel scene file, or the gallery of every material class of the shader library."};
     Options options;
     addOptions(app, options);
-    if (auto status = tools::parseCommandLine(app, "kestrel-render", argc, argv)) return *status;
-    // An interrupt stops the render at the next tile and the writes before they replace anything.
+    // An interrupt stops the render at the next row and the writes before they replace anything.
     std::signal(SIGINT, render::requestStop);
     std::signal(SIGTERM, render::requestStop);
+    if (auto status = tools::parseCommandLine(app, "kestrel-render", argc, argv)) return *status;
     try {
         checkUsage(options);
         std::optional<tbb::global_control> threads;
