@@ -48,7 +48,7 @@ std::vector<std::string> closeMatches(const std::string& name, const std::vector
 }
 
 std::string didYouMean(const std::string& name, const std::vector<std::string>& candidates) {
-    std::vector<std::string> matches = closeMatches(name, candidates);
+    std::vector<std::string> matches = closeMatches(name, candidates, 5);
     if (matches.empty()) return {};
     std::string text = "; did you mean ";
     for (std::size_t i = 0; i < matches.size(); ++i) {

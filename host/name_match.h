@@ -12,7 +12,7 @@ namespace kestrel {
 std::vector<std::string> closeMatches(const std::string& name, const std::vector<std::string>& candidates,
                                       std::size_t limit = 3);
 
-// ", did you mean 'a', 'b'?" or an empty string.
+// "; did you mean 'a', 'b'?" with at most five names, or an empty string.
 std::string didYouMean(const std::string& name, const std::vector<std::string>& candidates);
 
 }  // namespace kestrel

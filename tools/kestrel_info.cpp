@@ -15,13 +15,14 @@
 
 #include "catalogue_json.h"
 #include "catalogue_text.h"
+#include "command_line.h"
 
 namespace {
 
 using kestrel::catalogue::ordered_json;
 
-constexpr int kExitLoadFailure = 1;
-constexpr int kExitUnknownClass = 2;
+using kestrel::tools::kExitBadInput;
+using kestrel::tools::kExitBadUsage;
 constexpr std::size_t kDefaultWidth = 100;
 
 // The terminal's width, or COLUMNS, or 100 when neither is known (a pipe).
@@ -82,14 +83,19 @@ int main(int argc, char** argv) {
     app.add_flag("--json", json, "Print the catalogue document (docs/catalogue.md) for the classes");
     app.add_option("--markdown", markdownDirectory, "Write the material reference pages into this directory");
     app.add_option("--width", width, "Wrap text at this width (default: the terminal's)")->check(CLI::Range(40, 1000));
-    CLI11_PARSE(app, argc, argv);
+    if (auto status = kestrel::tools::parseCommandLine(app, "kestrel-info", argc, argv)) return *status;
 
     std::unique_ptr<kestrel::PluginLibrary> library;
     try {
         library = std::make_unique<kestrel::PluginLibrary>(libraryPath);
     } catch (const kestrel::LoadError& error) {
         std::cerr << "kestrel-info: " << error.what() << "\n";
-        return kExitLoadFailure;
+        return kExitBadInput;
+    }
+    if (library->classNames().empty()) {
+        std::cerr << "kestrel-info: " << libraryPath << ": exports no shader class (no pair of <Class>_create and "
+                  << "<Class>_getAPIVersion); is it a Kestrel Shaders library?\n";
+        return kExitBadInput;
     }
     const ordered_json catalogue = readCatalogue(cataloguePath);
     try {
@@ -112,7 +118,7 @@ int main(int argc, char** argv) {
         }
     } catch (const kestrel::LoadError& error) {
         std::cerr << "kestrel-info: " << error.what() << "\n";
-        return kExitUnknownClass;
+        return kExitBadUsage;
     }
     return 0;
 }

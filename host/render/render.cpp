@@ -5,13 +5,16 @@
 #include <chrono>
 #include <cmath>
 #include <condition_variable>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
 #include <thread>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <OpenImageIO/imageio.h>
@@ -25,6 +28,10 @@ namespace kestrel::render {
 namespace {
 
 constexpr int kTileSize = 16;
+
+// Set by requestStop, possibly from a signal handler: a lock-free atomic is safe there.
+std::atomic<int> stopSignal_{0};
+static_assert(std::atomic<int>::is_always_lock_free);
 
 std::string lowerExtension(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
@@ -51,7 +58,7 @@ std::string formatDuration(double seconds) {
 class ProgressBar {
 public:
     ProgressBar(const ProgressOptions& options, int total) : options_(options), total_(total) {
-        if (options_.enabled) thread_ = std::thread([this] { run(); });
+        if (options_.enabled && ::isatty(STDERR_FILENO)) thread_ = std::thread([this] { run(); });
     }
     ~ProgressBar() {
         if (!thread_.joinable()) return;
@@ -73,7 +80,7 @@ private:
             double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
             if (elapsed < 1.0) continue;
             double fraction = static_cast<double>(done_.load(std::memory_order_relaxed)) / std::max(total_, 1);
-            double remaining = fraction > 0.0 ? elapsed * (1.0 - fraction) / fraction : 0.0;
+            double remaining = smoothedRemaining(elapsed, fraction);
             constexpr int kWidth = 30;
             int filled = static_cast<int>(fraction * kWidth);
             std::string bar(static_cast<std::size_t>(filled), '#');
@@ -86,8 +93,19 @@ private:
         }
     }
 
+    // The remaining time from the mean rate so far, smoothed so that tiles of uneven cost do
+    // not make it jump: the previous estimate counted down, blended with the new one.
+    double smoothedRemaining(double elapsed, double fraction) {
+        if (!(fraction > 0.0)) return 0.0;
+        double estimate = elapsed * (1.0 - fraction) / fraction;
+        remaining_ = remaining_ < 0.0 ? estimate : 0.8 * std::max(remaining_ - (elapsed - lastElapsed_), 0.0) + 0.2 * estimate;
+        lastElapsed_ = elapsed;
+        return remaining_;
+    }
+
     ProgressOptions options_;
     int total_;
+    double remaining_ = -1.0, lastElapsed_ = 0.0;
     std::atomic<int> done_{0};
     std::mutex mutex_;
     std::condition_variable wake_;
@@ -105,6 +123,10 @@ uint64_t pixelSeed(uint64_t seed, uint64_t pixel) {
 }
 
 }  // namespace
+
+void requestStop(int signal) noexcept { stopSignal_.store(signal); }
+
+int stopSignal() noexcept { return stopSignal_.load(); }
 
 RenderStats& RenderStats::operator+=(const RenderStats& other) {
     seconds += other.seconds;
@@ -138,7 +160,7 @@ glm::vec4 renderPixel(Tracer& tracer, const RenderSettings& settings, int x, int
 void renderTile(Tracer& tracer, const RenderSettings& settings, int tile, Image& image, uint64_t& dropped) {
     const int tilesX = (image.width + kTileSize - 1) / kTileSize;
     const int x0 = (tile % tilesX) * kTileSize, y0 = (tile / tilesX) * kTileSize;
-    for (int y = y0; y < std::min(y0 + kTileSize, image.height); ++y) {
+    for (int y = y0; y < std::min(y0 + kTileSize, image.height) && stopSignal() == 0; ++y) {
         for (int x = x0; x < std::min(x0 + kTileSize, image.width); ++x) {
             image.at(x, y) = renderPixel(tracer, settings, x, y, dropped);
         }
@@ -168,6 +190,7 @@ Image renderImage(const Scene& scene, const RenderSettings& settings, RenderStat
             uint64_t droppedHere = 0;
             for (int tile = range.begin(); tile != range.end(); ++tile) {
                 if (progress.cancel && progress.cancel->load(std::memory_order_relaxed)) break;
+                if (stopSignal() != 0) break;
                 renderTile(tracer, settings, tile, image, droppedHere);
                 bar.advance();
             }
@@ -175,6 +198,7 @@ Image renderImage(const Scene& scene, const RenderSettings& settings, RenderStat
             dropped.fetch_add(droppedHere, std::memory_order_relaxed);
         });
     }
+    if (stopSignal() != 0) throw Interrupted("the render was interrupted");
     RenderStats here;
     here.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     here.cameraSamples = static_cast<uint64_t>(image.width) * static_cast<uint64_t>(image.height) *
@@ -185,12 +209,22 @@ Image renderImage(const Scene& scene, const RenderSettings& settings, RenderStat
     return image;
 }
 
+std::string probeWritableDirectory(const std::string& directory) {
+    const std::string probe =
+        (std::filesystem::path(directory) / (".probe-" + std::to_string(::getpid()))).string();
+    int fd = ::open(probe.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0600);
+    if (fd < 0) return std::strerror(errno);
+    ::close(fd);
+    ::unlink(probe.c_str());
+    return {};
+}
+
 bool isSupportedImagePath(const std::string& path) {
     std::string extension = lowerExtension(path);
     return extension == ".png" || extension == ".exr";
 }
 
-void writeImage(const Image& image, const std::string& path, ExrPrecision precision) {
+void writeImage(const Image& image, const std::string& path, ExrPrecision precision, const ImageMetadata& metadata) {
     const std::string extension = lowerExtension(path);
     if (!isSupportedImagePath(path)) {
         throw std::runtime_error("cannot write '" + path + "': the extension must be .png or .exr");
@@ -214,6 +248,7 @@ void writeImage(const Image& image, const std::string& path, ExrPrecision precis
                              : (precision == ExrPrecision::Half ? OIIO::TypeDesc::HALF : OIIO::TypeDesc::FLOAT));
     if (png) spec.attribute("oiio:ColorSpace", "sRGB");
     else spec.attribute("oiio:ColorSpace", "Linear");
+    for (const auto& [name, value] : metadata) spec.attribute("kestrel:" + name, value);
     auto output = OIIO::ImageOutput::create(temporary.string());
     bool ok = output && output->open(temporary.string(), spec) &&
               output->write_image(png ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT,
@@ -221,6 +256,10 @@ void writeImage(const Image& image, const std::string& path, ExrPrecision precis
     std::string reason = output ? output->geterror() : OIIO::geterror();
     if (output) ok = output->close() && ok;
     std::error_code error;
+    if (ok && stopSignal() != 0) {
+        std::filesystem::remove(temporary, error);
+        throw Interrupted("writing '" + path + "' was interrupted");
+    }
     if (ok) std::filesystem::rename(temporary, target, error);
     if (!ok || error) {
         std::filesystem::remove(temporary, error);

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <set>
 #include <sstream>
 
 #include <glm/gtc/type_ptr.hpp>
@@ -132,9 +133,10 @@ std::unique_ptr<ShaderInstance> createShader(const Reader& reader, const PluginL
         reader.fail(Reader::child(place, "class"), error.what());
     }
     if (shader->kind() != kind) {
-        reader.fail(Reader::child(place, "class"), className + " is " + (shader->kind() == ksi::kKindLight ? "a " : "an ") +
-                                                       kindName(shader->kind()) + ", not " +
-                                                       (kind == ksi::kKindMaterial ? "a " : "an ") + kindName(kind));
+        auto article = [](int32_t k) { return k == ksi::kKindEnvironment ? "an " : "a "; };
+        reader.fail(Reader::child(place, "class"), className + " is " + article(shader->kind()) +
+                                                       kindName(shader->kind()) + ", not " + article(kind) +
+                                                       kindName(kind));
     }
     completeParameters(*shader);
     if (spec.contains("parameters")) {
@@ -254,11 +256,9 @@ void setMatrix(ShaderInstance& shader, const std::string& name, const std::vecto
 
 [[noreturn]] void failUnknownParameter(const ShaderInstance& shader, const std::string& name, const Reader& reader,
                                        const std::string& place) {
-    std::vector<std::string> names = shader.parameterNames();
-    std::string list;
-    for (const std::string& n : names) list += (list.empty() ? "" : ", ") + n;
-    reader.fail(place, shader.className() + " has no parameter '" + name + "'" + didYouMean(name, names) +
-                           "; its parameters are: " + list);
+    reader.fail(place, shader.className() + " has no parameter '" + name + "'" +
+                           didYouMean(name, shader.parameterNames()) + " (kestrel-info " + shader.className() +
+                           " lists them)");
 }
 
 }  // namespace
@@ -306,31 +306,98 @@ void setParameter(ShaderInstance& shader, const std::string& name, const json& v
     }
 }
 
-json parseSceneText(const std::string& text, const std::string& fileName) {
-    try {
-        return json::parse(text);
-    } catch (const json::parse_error& error) {
-        // Report the line and column rather than nlohmann's byte offset.
-        std::size_t line = 1, column = 1;
-        for (std::size_t i = 0; i + 1 < error.byte && i < text.size(); ++i) {
-            if (text[i] == '\n') {
-                ++line;
-                column = 1;
-            } else {
-                ++column;
-            }
+namespace {
+
+// "line L, column C" of a byte offset in the text.
+std::string lineAndColumn(const std::string& text, std::size_t offset) {
+    std::size_t line = 1, column = 1;
+    for (std::size_t i = 0; i + 1 < offset && i < text.size(); ++i) {
+        if (text[i] == '\n') {
+            ++line;
+            column = 1;
+        } else {
+            ++column;
         }
-        std::string reason = error.what();
-        auto colon = reason.rfind(": ");
-        if (colon != std::string::npos) reason = reason.substr(colon + 2);
-        throw SceneError(fileName + ": line " + std::to_string(line) + ", column " + std::to_string(column) +
-                         ": malformed JSON: " + reason);
     }
+    return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+// The parser's own sentence without its code and position, in plain words: "syntax error
+// while parsing object key - unexpected ','; expected string literal" reads "in an object key:
+// unexpected ','; expected string literal".
+std::string parserReason(const std::string& what) {
+    std::size_t at = what.find("] ");
+    std::string reason = at == std::string::npos ? what : what.substr(at + 2);
+    if (std::size_t column = reason.find("column "); column != std::string::npos && reason.rfind("parse error", 0) == 0) {
+        std::size_t colon = reason.find(": ", column);
+        if (colon != std::string::npos) reason = reason.substr(colon + 2);
+    }
+    const std::string syntax = "syntax error while parsing ";
+    std::size_t dash = reason.find(" - ");
+    if (reason.rfind(syntax, 0) == 0 && dash != std::string::npos) {
+        std::string what = reason.substr(syntax.size(), dash - syntax.size());
+        return " in " + std::string(what.find_first_of("aeiou") == 0 ? "an " : "a ") + what + ": " + reason.substr(dash + 3);
+    }
+    return ": " + reason;
+}
+
+// Keys seen in each object being parsed, to refuse a key given twice (the parser would keep
+// the last one silently), and the path of keys that leads to it, for the message.
+class DuplicateKeyCheck {
+public:
+    bool operator()(int, json::parse_event_t event, json& parsed) {
+        if (event == json::parse_event_t::object_start) frames_.emplace_back();
+        if (event == json::parse_event_t::object_end && !frames_.empty()) frames_.pop_back();
+        if (event == json::parse_event_t::key && !frames_.empty()) {
+            const std::string key = parsed.get<std::string>();
+            if (!frames_.back().keys.insert(key).second) duplicate_ = path() + (path().empty() ? "" : ".") + key;
+            frames_.back().current = key;
+        }
+        return true;
+    }
+    const std::string& duplicate() const { return duplicate_; }
+
+private:
+    std::string path() const {
+        std::string result;
+        for (std::size_t i = 0; i + 1 < frames_.size(); ++i) result += (result.empty() ? "" : ".") + frames_[i].current;
+        return result;
+    }
+    struct Frame {
+        std::set<std::string> keys;
+        std::string current;
+    };
+    std::vector<Frame> frames_;
+    std::string duplicate_;
+};
+
+}  // namespace
+
+json parseSceneText(const std::string& text, const std::string& fileName) {
+    DuplicateKeyCheck check;
+    json document;
+    try {
+        document = json::parse(text, std::ref(check));
+    } catch (const json::parse_error& error) {
+        throw SceneError(fileName + ": " + lineAndColumn(text, error.byte) + ": not valid JSON" +
+                         parserReason(error.what()));
+    } catch (const json::exception& error) {
+        // A number beyond the double range ("1e999") is the one fault the parser reports this way.
+        throw SceneError(fileName + ": not valid JSON" + parserReason(error.what()));
+    }
+    if (!check.duplicate().empty()) {
+        const std::string& place = check.duplicate();
+        throw SceneError(fileName + ": " + place + ": key '" + place.substr(place.rfind('.') + 1) +
+                         "' is given twice in the same object");
+    }
+    return document;
 }
 
 json readSceneFile(const std::string& path) {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) throw SceneError(path + ": scene file does not exist");
+    if (!std::filesystem::exists(path, error)) throw SceneError(path + ": scene file does not exist");
+    if (std::filesystem::is_directory(path, error)) throw SceneError(path + ": is a directory, not a scene file");
+    if (!std::filesystem::is_regular_file(path, error)) throw SceneError(path + ": is not a regular file");
     std::ifstream file(path, std::ios::binary);
     if (!file) throw SceneError(path + ": cannot open the scene file");
     std::stringstream text;
@@ -431,7 +498,8 @@ std::shared_ptr<Mesh> readMesh(const Reader& reader, const json& value, const st
                                float creaseDegrees) {
     std::string file = reader.path(value, place);
     std::error_code error;
-    if (!std::filesystem::is_regular_file(file, error)) reader.fail(place, "mesh file '" + file + "' does not exist");
+    if (!std::filesystem::exists(file, error)) reader.fail(place, "mesh file '" + file + "' does not exist");
+    if (!std::filesystem::is_regular_file(file, error)) reader.fail(place, "mesh '" + file + "' is not a regular file");
     try {
         return std::make_shared<Mesh>(loadObj(file, creaseDegrees));
     } catch (const std::runtime_error& e) {

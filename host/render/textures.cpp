@@ -1,7 +1,12 @@
 #include "render/textures.h"
 
+#include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <filesystem>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 #include <OpenImageIO/imageio.h>
 #include <OpenImageIO/texture.h>
@@ -27,6 +32,31 @@ void writeTexel(ksi::Float4* out, const float* texel, int channels) {
         if (channels >= 4) out->w = texel[3];
     }
 }
+
+// Standard error silenced while an image is decoded: some decoders (libpng) print their own
+// line before OpenImageIO reports the same fault, which the caller turns into one message.
+class QuietStandardError {
+public:
+    QuietStandardError() : saved_(::dup(STDERR_FILENO)) {
+        int null = ::open("/dev/null", O_WRONLY);
+        if (null >= 0) {
+            std::fflush(stderr);
+            ::dup2(null, STDERR_FILENO);
+            ::close(null);
+        }
+    }
+    ~QuietStandardError() {
+        if (saved_ < 0) return;
+        std::fflush(stderr);
+        ::dup2(saved_, STDERR_FILENO);
+        ::close(saved_);
+    }
+    QuietStandardError(const QuietStandardError&) = delete;
+    QuietStandardError& operator=(const QuietStandardError&) = delete;
+
+private:
+    int saved_;
+};
 
 class FilteredTexture {
 public:
@@ -152,15 +182,29 @@ ksi::TextureObject* TextureSet::open(const std::string& path, ParamType type) {
         throw TextureError("image '" + path + "' has no pixels");
     }
 
+    // Every image is decoded in full once here, so a truncated or corrupt file stops the scene
+    // with the decoder's reason instead of rendering black where the texture should be.
+    const auto texelCount = static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height);
+    if (type == ParamType::DataTexture && texelCount > kMaxDataTexels) {
+        throw TextureError("image '" + path + "' decodes to " + std::to_string(spec.width) + " x " +
+                           std::to_string(spec.height) + " texels; a data texture holds at most " +
+                           std::to_string(kMaxDataTexels) + " (4096 x 4096), as it is kept whole in memory");
+    }
+    std::vector<float> pixels(texelCount * static_cast<std::size_t>(spec.nchannels));
+    bool decoded = false;
+    {
+        QuietStandardError quiet;
+        decoded = input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, pixels.data());
+    }
+    if (!decoded) {
+        std::string reason = input->geterror();
+        while (!reason.empty() && reason.back() == '\n') reason.pop_back();
+        std::replace(reason.begin(), reason.end(), '\n', ' ');
+        throw TextureError("cannot read image '" + path + "': " + (reason.empty() ? "the file is damaged" : reason));
+    }
     std::unique_ptr<ksi::TextureObject, void (*)(ksi::TextureObject*)> object(nullptr, destroyAs<ImageTextureObject>);
     if (type == ParamType::DataTexture) {
-        std::vector<float> pixels(static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height) *
-                                  static_cast<std::size_t>(spec.nchannels));
-        if (!input->read_image(0, 0, 0, spec.nchannels, OIIO::TypeDesc::FLOAT, pixels.data())) {
-            throw TextureError("cannot read image '" + path + "': " + input->geterror());
-        }
-        std::vector<ksi::Float4> texels(static_cast<std::size_t>(spec.width) * static_cast<std::size_t>(spec.height),
-                                        ksi::Float4(0.0f, 0.0f, 0.0f, 1.0f));
+        std::vector<ksi::Float4> texels(texelCount, ksi::Float4(0.0f, 0.0f, 0.0f, 1.0f));
         for (std::size_t i = 0; i < texels.size(); ++i) {
             writeTexel(&texels[i], &pixels[i * static_cast<std::size_t>(spec.nchannels)], spec.nchannels);
         }

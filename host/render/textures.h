@@ -20,6 +20,9 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// Data textures are kept whole in memory as RGBA floats: 4096 x 4096 texels (256 MB) at most.
+constexpr std::size_t kMaxDataTexels = std::size_t{4096} * 4096;
+
 // Owns every texture object of a scene; objects live as long as the set.
 class TextureSet {
 public:
@@ -30,7 +33,8 @@ public:
 
     // The object for a file, of the kind a parameter of `type` expects (Texture, CubeTexture or
     // DataTexture); the same file and kind give the same object. Throws TextureError when the
-    // file is missing or not a readable image.
+    // file is missing, not a readable image, does not decode in full, or is a data texture
+    // above kMaxDataTexels.
     ksi::TextureObject* open(const std::string& path, ParamType type);
     // A data texture holding the given RGBA rows (each row the same length).
     ksi::TextureObject* fromData(const std::vector<std::vector<ksi::Float4>>& rows);

@@ -176,6 +176,8 @@ TEST(KestrelInfo, ErrorsGoToStderrWithNothingOnStdout) {
         {"--json znPointLight Teapot", 2, "unknown shader class 'Teapot'"},
         {"--library /nonexistent", 1, "'/nonexistent' does not exist"},
         {"--library /nonexistent znPointLight", 1, "'/nonexistent' does not exist"},
+        {"--library /lib/x86_64-linux-gnu/libm.so.6", 1, "libm.so.6: exports no shader class"},
+        {"--jsn", 2, "--jsn"},
         {"--library '" KESTREL_FAKE_LIBRARY_PATH "' znFutureLight", 2, "API version 2725"},
     };
     for (const Case& c : cases) {

@@ -37,10 +37,10 @@ std::unique_ptr<LoadedScene> loadScene(const nlohmann::json& document, const std
     return loaded;
 }
 
-void writeConstantImage(const std::string& path, int width, int height, int channels, float value) {
+void writeConstantImage(const std::string& path, int width, int height, int channels, float value, Depth depth) {
     std::vector<float> pixels(static_cast<std::size_t>(width * height * channels), value);
     auto output = OIIO::ImageOutput::create(path);
-    OIIO::ImageSpec spec(width, height, channels, OIIO::TypeDesc::FLOAT);
+    OIIO::ImageSpec spec(width, height, channels, depth == Depth::Byte ? OIIO::TypeDesc::UINT8 : OIIO::TypeDesc::FLOAT);
     ASSERT_TRUE(output && output->open(path, spec) && output->write_image(OIIO::TypeDesc::FLOAT, pixels.data()))
         << path;
     output->close();

@@ -38,7 +38,10 @@ private:
 std::unique_ptr<LoadedScene> loadScene(const nlohmann::json& document, const std::string& base = "",
                                        const std::string& fileName = "test.json");
 
-// Writes an image of constant RGB (any size, 1 to 4 channels) through OpenImageIO.
-void writeConstantImage(const std::string& path, int width, int height, int channels, float value);
+// Writes an image of constant RGB (any size, 1 to 4 channels) through OpenImageIO, as float
+// channels or, quicker to write for large images, as bytes.
+enum class Depth { Float, Byte };
+void writeConstantImage(const std::string& path, int width, int height, int channels, float value,
+                        Depth depth = Depth::Float);
 
 }  // namespace kestrel::testing

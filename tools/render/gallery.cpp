@@ -4,6 +4,9 @@
 #include <cmath>
 #include <filesystem>
 
+#include <OpenImageIO/imagebuf.h>
+#include <OpenImageIO/imagebufalgo.h>
+
 #include "render/scene_file.h"
 #include "shader_instance.h"
 
@@ -13,62 +16,23 @@ namespace {
 
 using nlohmann::json;
 
-// A 5 x 7 pixel font for labels: upper-case letters, digits and a few signs (rows top to
-// bottom, bit 4 the leftmost pixel). Lower case prints as upper case.
-struct Glyph {
-    char c;
-    uint8_t rows[7];
-};
-constexpr Glyph kGlyphs[] = {
-    {'A', {0x0E, 0x11, 0x11, 0x1F, 0x11, 0x11, 0x11}}, {'B', {0x1E, 0x11, 0x11, 0x1E, 0x11, 0x11, 0x1E}},
-    {'C', {0x0E, 0x11, 0x10, 0x10, 0x10, 0x11, 0x0E}}, {'D', {0x1E, 0x11, 0x11, 0x11, 0x11, 0x11, 0x1E}},
-    {'E', {0x1F, 0x10, 0x10, 0x1E, 0x10, 0x10, 0x1F}}, {'F', {0x1F, 0x10, 0x10, 0x1E, 0x10, 0x10, 0x10}},
-    {'G', {0x0E, 0x11, 0x10, 0x17, 0x11, 0x11, 0x0F}}, {'H', {0x11, 0x11, 0x11, 0x1F, 0x11, 0x11, 0x11}},
-    {'I', {0x0E, 0x04, 0x04, 0x04, 0x04, 0x04, 0x0E}}, {'J', {0x07, 0x02, 0x02, 0x02, 0x02, 0x12, 0x0C}},
-    {'K', {0x11, 0x12, 0x14, 0x18, 0x14, 0x12, 0x11}}, {'L', {0x10, 0x10, 0x10, 0x10, 0x10, 0x10, 0x1F}},
-    {'M', {0x11, 0x1B, 0x15, 0x15, 0x11, 0x11, 0x11}}, {'N', {0x11, 0x11, 0x19, 0x15, 0x13, 0x11, 0x11}},
-    {'O', {0x0E, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}}, {'P', {0x1E, 0x11, 0x11, 0x1E, 0x10, 0x10, 0x10}},
-    {'Q', {0x0E, 0x11, 0x11, 0x11, 0x15, 0x12, 0x0D}}, {'R', {0x1E, 0x11, 0x11, 0x1E, 0x14, 0x12, 0x11}},
-    {'S', {0x0F, 0x10, 0x10, 0x0E, 0x01, 0x01, 0x1E}}, {'T', {0x1F, 0x04, 0x04, 0x04, 0x04, 0x04, 0x04}},
-    {'U', {0x11, 0x11, 0x11, 0x11, 0x11, 0x11, 0x0E}}, {'V', {0x11, 0x11, 0x11, 0x11, 0x11, 0x0A, 0x04}},
-    {'W', {0x11, 0x11, 0x11, 0x15, 0x15, 0x15, 0x0A}}, {'X', {0x11, 0x11, 0x0A, 0x04, 0x0A, 0x11, 0x11}},
-    {'Y', {0x11, 0x11, 0x11, 0x0A, 0x04, 0x04, 0x04}}, {'Z', {0x1F, 0x01, 0x02, 0x04, 0x08, 0x10, 0x1F}},
-    {'0', {0x0E, 0x11, 0x13, 0x15, 0x19, 0x11, 0x0E}}, {'1', {0x04, 0x0C, 0x04, 0x04, 0x04, 0x04, 0x0E}},
-    {'2', {0x0E, 0x11, 0x01, 0x02, 0x04, 0x08, 0x1F}}, {'3', {0x1F, 0x02, 0x04, 0x02, 0x01, 0x11, 0x0E}},
-    {'4', {0x02, 0x06, 0x0A, 0x12, 0x1F, 0x02, 0x02}}, {'5', {0x1F, 0x10, 0x1E, 0x01, 0x01, 0x11, 0x0E}},
-    {'6', {0x06, 0x08, 0x10, 0x1E, 0x11, 0x11, 0x0E}}, {'7', {0x1F, 0x01, 0x02, 0x04, 0x08, 0x08, 0x08}},
-    {'8', {0x0E, 0x11, 0x11, 0x0E, 0x11, 0x11, 0x0E}}, {'9', {0x0E, 0x11, 0x11, 0x0F, 0x01, 0x02, 0x0C}},
-    {'_', {0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x1F}}, {'-', {0x00, 0x00, 0x00, 0x1F, 0x00, 0x00, 0x00}},
-    {'.', {0x00, 0x00, 0x00, 0x00, 0x00, 0x0C, 0x0C}}, {'(', {0x02, 0x04, 0x08, 0x08, 0x08, 0x04, 0x02}},
-    {')', {0x08, 0x04, 0x02, 0x02, 0x02, 0x04, 0x08}},
-};
+// The labels' font: DejaVu Sans from Debian's fonts-dejavu-core, which OpenImageIO's text
+// rendering finds by name.
+constexpr const char* kLabelFont = "DejaVuSans";
 
-const Glyph* glyph(char c) {
-    char upper = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    for (const Glyph& g : kGlyphs) {
-        if (g.c == upper) return &g;
-    }
-    return nullptr;
+OIIO::ImageBuf toImageBuf(const render::Image& image) {
+    OIIO::ImageBuf buffer(OIIO::ImageSpec(image.width, image.height, 4, OIIO::TypeDesc::FLOAT));
+    buffer.set_pixels(OIIO::ROI(0, image.width, 0, image.height, 0, 1, 0, 4), OIIO::TypeDesc::FLOAT, image.pixels.data());
+    return buffer;
 }
 
-// Text at (x, y) in linear colour, each font pixel a scale x scale block; clipped to the image.
-void drawText(render::Image& image, int x, int y, const std::string& text, int scale, glm::vec4 colour) {
-    for (char c : text) {
-        if (const Glyph* g = glyph(c)) {
-            for (int row = 0; row < 7; ++row) {
-                for (int column = 0; column < 5; ++column) {
-                    if (!(g->rows[row] & (0x10 >> column))) continue;
-                    for (int dy = 0; dy < scale; ++dy) {
-                        for (int dx = 0; dx < scale; ++dx) {
-                            int px = x + column * scale + dx, py = y + row * scale + dy;
-                            if (px >= 0 && py >= 0 && px < image.width && py < image.height) image.at(px, py) = colour;
-                        }
-                    }
-                }
-            }
-        }
-        x += 6 * scale;
-    }
+render::Image fromImageBuf(const OIIO::ImageBuf& buffer) {
+    render::Image image;
+    image.width = buffer.spec().width;
+    image.height = buffer.spec().height;
+    image.pixels.resize(static_cast<std::size_t>(image.width) * static_cast<std::size_t>(image.height));
+    buffer.get_pixels(OIIO::ROI(0, image.width, 0, image.height, 0, 1, 0, 4), OIIO::TypeDesc::FLOAT, image.pixels.data());
+    return image;
 }
 
 json readJson(const std::string& path) { return render::readSceneFile(path); }
@@ -140,38 +104,31 @@ std::vector<Preview> previews(const PluginLibrary& library, const std::string& g
 }
 
 render::Image contactSheet(const std::vector<std::string>& labels, const std::vector<render::Image>& images) {
-    render::Image sheet;
-    if (images.empty()) return sheet;
+    if (images.empty()) return {};
     const int cellWidth = images.front().width, cellHeight = images.front().height;
     const int count = static_cast<int>(images.size());
     const int columns = std::max(1, std::min(count, static_cast<int>(std::ceil(std::sqrt(count * 1.5)))));
     const int rows = (count + columns - 1) / columns;
-    // Large letters when every label fits the cell at that size.
-    std::size_t longest = 0;
-    for (const std::string& label : labels) longest = std::max(longest, label.size());
-    const int scale = static_cast<int>(longest) * 12 + 4 <= cellWidth ? 2 : 1;
-    const int labelHeight = 7 * scale + 6, gap = 4;
-    sheet.width = columns * (cellWidth + gap) + gap;
-    sheet.height = rows * (cellHeight + labelHeight + gap) + gap;
-    sheet.pixels.assign(static_cast<std::size_t>(sheet.width) * static_cast<std::size_t>(sheet.height),
-                        glm::vec4(0.012f, 0.012f, 0.014f, 1.0f));
+    const int fontSize = std::clamp(cellWidth / 16, 9, 16), labelHeight = fontSize + 8, gap = 4;
+    const float background[4] = {0.012f, 0.012f, 0.014f, 1.0f}, ink[4] = {0.8f, 0.8f, 0.8f, 1.0f};
+    OIIO::ImageBuf sheet(OIIO::ImageSpec(columns * (cellWidth + gap) + gap, rows * (cellHeight + labelHeight + gap) + gap, 4,
+                                         OIIO::TypeDesc::FLOAT));
+    OIIO::ImageBufAlgo::fill(sheet, background);
     for (int i = 0; i < count; ++i) {
         const int x0 = gap + (i % columns) * (cellWidth + gap);
         const int y0 = gap + (i / columns) * (cellHeight + labelHeight + gap);
-        // Fit the label in its cell: drop characters from the front (the shared prefix).
-        std::string label = labels[static_cast<std::size_t>(i)];
-        const int fit = std::max(1, (cellWidth - 4) / (6 * scale));
-        if (static_cast<int>(label.size()) > fit) label = ".." + label.substr(label.size() - static_cast<std::size_t>(fit - 2));
-        drawText(sheet, x0 + 2, y0 + 3, label, scale, glm::vec4(0.8f, 0.8f, 0.8f, 1.0f));
-        const render::Image& image = images[static_cast<std::size_t>(i)];
-        for (int y = 0; y < std::min(cellHeight, image.height); ++y) {
-            for (int x = 0; x < std::min(cellWidth, image.width); ++x) {
-                glm::vec4 p = image.at(x, y);
-                sheet.at(x0 + x, y0 + labelHeight + y) = glm::vec4(glm::vec3(p), 1.0f);
-            }
-        }
+        // The label in its real case, clipped to its cell.
+        OIIO::ImageBuf label(OIIO::ImageSpec(cellWidth, labelHeight, 4, OIIO::TypeDesc::FLOAT));
+        OIIO::ImageBufAlgo::fill(label, background);
+        OIIO::ImageBufAlgo::render_text(label, 2, fontSize + 2, labels[static_cast<std::size_t>(i)], fontSize, kLabelFont, ink);
+        OIIO::ImageBufAlgo::paste(sheet, x0, y0, 0, 0, label);
+        // The preview, opaque.
+        OIIO::ImageBuf preview = toImageBuf(images[static_cast<std::size_t>(i)]);
+        const float opaque[4] = {1.0f, 1.0f, 1.0f, 0.0f}, one[4] = {0.0f, 0.0f, 0.0f, 1.0f};
+        preview = OIIO::ImageBufAlgo::mad(preview, OIIO::cspan<float>(opaque, 4), OIIO::cspan<float>(one, 4));
+        OIIO::ImageBufAlgo::paste(sheet, x0, y0 + labelHeight, 0, 0, preview);
     }
-    return sheet;
+    return fromImageBuf(sheet);
 }
 
 }  // namespace kestrel::gallery
