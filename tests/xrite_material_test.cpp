@@ -25,9 +25,6 @@ using ksi::Float4;
 
 constexpr float kInf = std::numeric_limits<float>::infinity();
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
-constexpr float kPresetAlpha = 0.4f;  // outColor's alpha in presetRecord()
-constexpr std::size_t kRgbBegin = offsetof(ksi::ShadingRecord, outColor);
-constexpr std::size_t kRgbEnd = kRgbBegin + 3 * sizeof(float);
 
 // The sRGB curve written out from its definition.
 float srgb(float x) { return x <= 0.0031308f ? 12.92f * x : 1.055f * std::pow(x, 0.41666666f) - 0.055f; }
