@@ -22,8 +22,6 @@ using ksi::Float2;
 using ksi::Float3;
 using ksi::Float4;
 
-constexpr float kInvPi = 0.3183099f;
-
 void expectNear3(Float3 actual, Float3 expected, float tolerance = 1e-6f) {
     EXPECT_NEAR(actual.x, expected.x, tolerance);
     EXPECT_NEAR(actual.y, expected.y, tolerance);

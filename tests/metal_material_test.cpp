@@ -112,35 +112,6 @@ TEST(Metal, FullyOpenCutoutShowsOnlyWhatLiesBehind) {
     expectColor(record.outColor, {0.2f, 0.4f, 0.6f, 1.0f});
 }
 
-TEST(Metal, EvaluateIsZeroBelowTheSurfaceOrSeenFromBehind) {
-    kestrel::ShaderInstance metal = createShader("kestrel_Mtl_Metal");
-    RecordingServices services;
-    ksi::ShadingRecord below = metalRecord();
-    below.sampleDir = {0.0f, 0.6f, -0.8f};
-    metal.material().evaluateBsdf(&services, &below);
-    expectFloat3(below.sampleWeight, Float3(0.0f));
-    EXPECT_EQ(below.sampleCos, 0.0f);
-
-    ksi::ShadingRecord behind = metalRecord();
-    behind.rayDir = {0.0f, 0.0f, 1.0f};
-    behind.sampleDir = {0.0f, 0.6f, 0.8f};
-    metal.material().evaluateBsdf(&services, &behind);
-    expectFloat3(behind.sampleWeight, Float3(0.0f));
-    EXPECT_EQ(behind.sampleCos, 0.0f);
-}
-
-TEST(Metal, SampleFromBehindDrawsNothing) {
-    kestrel::ShaderInstance metal = createShader("kestrel_Mtl_Metal");
-    RecordingServices services;
-    ksi::ShadingRecord record = metalRecord();
-    record.rayDir = {0.0f, 0.0f, 1.0f};
-    acceptLobes(record, {ksi::kLobeGlossyReflection});
-    metal.material().sampleBsdf(&services, &record);
-    EXPECT_EQ(record.sampleLobe, ksi::kLobeNone);
-    EXPECT_EQ(services.log.count("random"), 0);
-    EXPECT_EQ(services.log.count("random2D"), 0);
-}
-
 }  // namespace
 
 namespace {

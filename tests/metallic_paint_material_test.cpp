@@ -67,16 +67,6 @@ TEST(MetallicPaint, BaseSamplesAreGlossyOrRejected) {
     }
 }
 
-TEST(MetallicPaint, SampleFromBehindDrawsNothing) {
-    kestrel::ShaderInstance paint = createShader("kestrel_Mtl_MetallicPaint");
-    RecordingServices services;
-    ksi::ShadingRecord record = paintRecord({0.0f, 0.0f, 1.0f});
-    acceptLobes(record, {ksi::kLobeSpecularReflection});
-    paint.material().sampleBsdf(&services, &record);
-    EXPECT_EQ(record.sampleLobe, ksi::kLobeNone);
-    EXPECT_EQ(services.log.count("random"), 0);
-}
-
 TEST(MetallicPaint, ShadingSeesNormalsOrientedTowardsTheRay) {
     // From behind, with reverseNormal and faceForward, every normal the shade uses faces the ray:
     // the light query and the occlusion query receive the turned normal.
@@ -93,16 +83,6 @@ TEST(MetallicPaint, ShadingSeesNormalsOrientedTowardsTheRay) {
         EXPECT_EQ(query[6], -1.0f) << "the light list is asked for at the turned normal";
         EXPECT_EQ(std::memcmp(&before.normal, &record.normal, sizeof(Float3)), 0) << "the record is not changed";
     }
-}
-
-TEST(MetallicPaint, EvaluateIsZeroBelowTheSurface) {
-    kestrel::ShaderInstance paint = createShader("kestrel_Mtl_MetallicPaint");
-    RecordingServices services;
-    ksi::ShadingRecord record = paintRecord({0.0f, 0.0f, -1.0f});
-    record.sampleDir = {0.0f, 0.6f, -0.8f};
-    paint.material().evaluateBsdf(&services, &record);
-    expectFloat3(record.sampleWeight, Float3(0.0f));
-    EXPECT_EQ(record.sampleCos, 0.0f);
 }
 
 }  // namespace

@@ -17,6 +17,11 @@
 
 namespace kestrel::testing {
 
+constexpr float kInvPi = 0.3183099f;
+constexpr float kPresetAlpha = 0.4f;  // outColor's alpha in presetRecord()
+constexpr std::size_t kRgbBegin = offsetof(ksi::ShadingRecord, outColor);
+constexpr std::size_t kRgbEnd = kRgbBegin + 3 * sizeof(float);
+
 inline void expectFloat3(ksi::Float3 actual, ksi::Float3 expected, const char* what = "") {
     EXPECT_EQ(actual.x, expected.x) << what;
     EXPECT_EQ(actual.y, expected.y) << what;

@@ -15,10 +15,6 @@ namespace {
 using namespace kestrel::testing;
 using ksi::Float3;
 
-constexpr float kPresetAlpha = 0.4f;  // outColor's alpha in presetRecord()
-
-constexpr std::size_t kRgbBegin = offsetof(ksi::ShadingRecord, outColor);
-constexpr std::size_t kRgbEnd = kRgbBegin + 3 * sizeof(float);
 constexpr std::size_t kRgbaEnd = kRgbBegin + 4 * sizeof(float);
 
 // A record whose ray meets the normal (0, 0, 1) at |cos| = c, from above or below.

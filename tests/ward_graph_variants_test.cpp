@@ -21,8 +21,6 @@ using ksi::Float2;
 using ksi::Float3;
 using ksi::Float4;
 
-constexpr float kInvPi = 0.3183099f;
-
 // ---------------------------------------------------------------------------------------------
 // Shading helpers
 

@@ -101,20 +101,6 @@ TEST(Ward, CutoutAndDecalPassWhatLiesBehind) {
     }
 }
 
-TEST(Ward, EvaluateIsZeroBelowTheSurfaceAndSampleFromBehindDrawsNothing) {
-    kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
-    RecordingServices services;
-    ksi::ShadingRecord below = wardRecord();
-    below.sampleDir = {0.0f, 0.6f, -0.8f};
-    ward.material().evaluateBsdf(&services, &below);
-    expectFloat3(below.sampleWeight, Float3(0.0f));
-    EXPECT_EQ(below.sampleCos, 0.0f);
-    ksi::ShadingRecord behind = wardRecord({0.0f, 0.0f, 1.0f});
-    acceptLobes(behind, {ksi::kLobeGlossyReflection});
-    ward.material().sampleBsdf(&services, &behind);
-    EXPECT_EQ(behind.sampleLobe, ksi::kLobeNone);
-}
-
 TEST(Ward, GlossyOnlySamplesExcludeTheDiffusePart) {
     kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
     ward.set("u_roughValue", 0.3f);

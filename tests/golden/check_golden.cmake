@@ -17,11 +17,21 @@ set(reference_dir "${REFERENCES}/${MODE}")
 file(GLOB rendered RELATIVE "${rendered_dir}" "${rendered_dir}/*.exr")
 file(GLOB references RELATIVE "${reference_dir}" "${reference_dir}/*.exr")
 
+# Updating replaces only the references whose pixels changed (the files carry a time stamp, so
+# copying every render would show every file in the diff), and removes those of gone classes.
 if(UPDATE)
-  file(REMOVE_RECURSE "${reference_dir}")
   file(MAKE_DIRECTORY "${reference_dir}")
+  foreach(image IN LISTS references)
+    if(NOT EXISTS "${rendered_dir}/${image}")
+      file(REMOVE "${reference_dir}/${image}")
+    endif()
+  endforeach()
   foreach(image IN LISTS rendered)
-    file(COPY "${rendered_dir}/${image}" DESTINATION "${reference_dir}")
+    execute_process(COMMAND "${IDIFF}" -q -fail 0 -warn 0 "${reference_dir}/${image}" "${rendered_dir}/${image}"
+                    RESULT_VARIABLE differs OUTPUT_QUIET ERROR_QUIET)
+    if(differs)
+      file(COPY "${rendered_dir}/${image}" DESTINATION "${reference_dir}")
+    endif()
   endforeach()
   return()
 endif()
