@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "frame/texture_lookup.h"
-#include "shading/texture_channel.h"
+#include "shading/projections.h"
 
 namespace ksi {
 
@@ -14,17 +14,34 @@ Float3 fadeToOcclusionColor(float a, Float3 color) {
 }
 }  // namespace
 
+// Written out here rather than through the legacy channels' general mask step: every shade of
+// the newer materials asks for it, and the inline projections keep it as cheap as the formula.
 Float3 evaluateMasking(const CommonMaterialInputs& inputs, Float2 uv, Float3 objectPosition, Float3 objectNormal) {
+    const int32_t mode = inputs.maskingMode;
     // Modes outside -1 to 4 give no mask, like -1.
-    if (inputs.maskingMode < 0 || inputs.maskingMode > kProjectCylindrical) return Float3(0.0f);
-    // The constant mask (the default) needs no projection: answered here, every shade is spared
-    // the channel set-up.
-    if (inputs.maskingMode == 0) return inputs.maskingColor;
-    const MaskChannel mask{{inputs.maskingMode, inputs.maskingColor, &inputs.maskingTexture,
-                            &inputs.maskingTextureMatrix, inputs.maskingAngularRepeat, &inputs.maskingUVMatrix},
-                           inputs.maskingFromAlpha ? TexelRead::AlphaAsGrey : TexelRead::Color,
-                           inputs.maskingInvertTexture};
-    return evaluateMaskChannel(mask, {objectPosition, objectNormal, uv}, BoxXFace::ZY, PlanarSlab::Cut);
+    if (mode < 0 || mode > kProjectCylindrical) return Float3(0.0f);
+    if (mode == 0) return inputs.maskingColor;
+    Float2 coordinate;
+    Float4 projected(0.0f);
+    if (mode == kProjectUv) {
+        coordinate = transformUv(uv, inputs.maskingUVMatrix);
+    } else {
+        projected = transformPoint(objectPosition, inputs.maskingTextureMatrix);
+        if (mode == kProjectPlanar) {
+            coordinate = planarCoordinate(projected);
+        } else if (mode == kProjectBox) {
+            const Float3 n = transformDirection(objectNormal, inputs.maskingTextureMatrix);
+            coordinate = boxCoordinate(projected, n, BoxXFace::ZY).st;
+        } else {
+            coordinate = cylindricalCoordinate(projected, inputs.maskingAngularRepeat);
+        }
+    }
+    const Float4 texel = lookupTexture(inputs.maskingTexture, coordinate);
+    Float3 m = inputs.maskingFromAlpha ? Float3(texel.w) : texel.xyz();
+    if (inputs.maskingInvertTexture) m = Float3(1.0f) - m;
+    // The planar projection covers the slab -1 <= z <= 1; everything outside it is cut away.
+    if (m != Float3(1.0f) && mode == kProjectPlanar && (projected.z < -1.0f || projected.z > 1.0f)) m = Float3(1.0f);
+    return m;
 }
 
 Float3 evaluateAmbientOcclusion(const CommonMaterialInputs& inputs, RenderServices* services, Float2 uv1,
