@@ -377,14 +377,18 @@ TEST_P(Contract, HostileValuesNeverCrashNorReachTheInputs) {
 // ---------------------------------------------------------------------------------------------
 // Common inputs
 
-// Materials whose parameters open with the common block and that light a surface share the
-// masking step; the utility displays (AmbientOnly) declare the block but show occlusion only, and
-// the legacy material orders its own inputs and masks by its own rules.
+// Materials that declare the common block (the masking inputs right after the occlusion ones)
+// and light a surface share the masking step; the utility displays (AmbientOnly) declare the
+// block but show occlusion only, and the legacy material declares and masks by its own rules.
 bool sharesTheMaskingStep(const ShaderInstance& shader) {
     const auto& parameters = shader.declaration().parameters;
     const int32_t lit = ksi::kCapShadowTransmittance | ksi::kCapEvaluateBsdf | ksi::kCapSampleBsdf;
-    return shader.kind() == ksi::kKindMaterial && shader.hasParameter("maskingMode") && !parameters.empty() &&
-           parameters.front().name == "ambientOcclusionTexture" && (shader.declaration().capabilities & lit) != 0;
+    for (std::size_t i = 0; i + 1 < parameters.size(); ++i) {
+        if (parameters[i].name == "usingRaytracedAO" && parameters[i + 1].name == "maskingColor") {
+            return shader.kind() == ksi::kKindMaterial && (shader.declaration().capabilities & lit) != 0;
+        }
+    }
+    return false;
 }
 
 // The mask per channel cuts the surface away to what lies behind: rgb blends by the mask, a full
