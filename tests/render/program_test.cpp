@@ -162,10 +162,11 @@ TEST(Program, BadInputStopsBeforeAnyOutput) {
 
 // An interrupt stops the render (sent until it takes effect: a background job starts with
 // SIGINT ignored and the handler is set only once the program runs): one line, status 128 + signal, no temporary file left and the
-// previous output untouched.
+// previous output untouched. The render is sized to take minutes on any machine, so the signal always lands mid-render.
 TEST(Program, InterruptStopsCleanly) {
     TemporaryDirectory directory;
-    std::string scene = directory.write("scene.json", replaced(kTinyScene, R"("spp": 1)", R"("spp": 100000)"));
+    std::string scene = directory.write(
+        "scene.json", replaced(kTinyScene, R"("resolution": [8, 6], "spp": 1)", R"("resolution": [64, 48], "spp": 1048576)"));
     directory.write("out.png", "the previous image");
     for (const char* signal : {"INT", "TERM"}) {
         std::string command = std::string(KESTREL_RENDER_PATH) + " --library '" + libraryPath() + "' --quiet '" + scene +
