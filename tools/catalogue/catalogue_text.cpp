@@ -1,5 +1,7 @@
 #include "catalogue_text.h"
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <sstream>
 
@@ -132,13 +134,24 @@ void graphMarkdown(std::string& out, const ordered_json& node, const std::string
     }
 }
 
+// Classes that sample or evaluate a lobe have a section in the certificates page; its anchor is the
+// class name in lower case, as Markdown renderers derive it from the heading.
+std::string certificateLink(const ordered_json& c) {
+    const auto& slots = c.at("slots");
+    const auto announces = [&](const char* slot) { return std::find(slots.begin(), slots.end(), slot) != slots.end(); };
+    if (!announces("evaluateBsdf") && !announces("sampleBsdf")) return "";
+    std::string anchor = c.at("name");
+    std::transform(anchor.begin(), anchor.end(), anchor.begin(), [](unsigned char ch) { return std::tolower(ch); });
+    return " [Lobe certificate](../certificates.md#" + anchor + ")";
+}
+
 std::string classPage(const ordered_json& c) {
     const std::string name = c.at("name");
     std::string out = "# " + name + "\n\n" + c.at("summary").get<std::string>() + "\n\n![" + name + "](swatches/" +
                       name + ".png)\n\n" + c.at("description").get<std::string>() + "\n\n**To see anything:** " +
                       c.at("toSee").get<std::string>() + "\n\n" + c.at("kind").get<std::string>() +
                       ", answers " + joined(c.at("slots"), ", ") + "; " + std::to_string(c.at("parameterCount").get<int>()) +
-                      " parameters. [All classes](README.md)\n";
+                      " parameters. [All classes](README.md)" + certificateLink(c) + "\n";
     if (!c.at("graph").empty()) {
         out += "\n## Graph\n\n";
         for (const auto& input : c.at("graph")) graphMarkdown(out, input.at("node"), input.at("input"), 0);
