@@ -6,10 +6,14 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <random>
+
+#include <glm/gtc/noise.hpp>
 
 #include <OpenImageIO/imageio.h>
 #include <tbb/global_control.h>
 
+#include "render/hash_noise.h"
 #include "render_fixture.h"
 
 namespace kestrel::testing {
@@ -31,6 +35,24 @@ json headOnScene(const json& material) {
     })");
     scene["objects"][0]["material"] = material;
     return scene;
+}
+
+// The host's 4D noise is tabled for speed; it must stay glm's Perlin noise to the last bit, near
+// and far from the origin, on lattice points and off them, and past the tabled range.
+TEST(HostNoise, FourDimensionalNoiseIsGlmsToTheLastBit) {
+    std::mt19937 random(7);
+    for (float scale : {0.5f, 3.0f, 40.0f, 300.0f, 5000.0f, 4.2e6f, 1e9f}) {
+        std::uniform_real_distribution<float> coordinate(-scale, scale);
+        for (int i = 0; i < 20000; ++i) {
+            glm::vec4 p(coordinate(random), coordinate(random), coordinate(random), coordinate(random));
+            if (i % 4 == 1) p = glm::floor(p);
+            if (i % 4 == 2) p = glm::floor(p) + 0.5f;
+            const float expected = std::clamp(0.5f * glm::perlin(p) + 0.5f, 0.0f, 1.0f);
+            const float actual = render::unsignedNoise(p);
+            ASSERT_EQ(std::memcmp(&expected, &actual, sizeof actual), 0)
+                << p.x << " " << p.y << " " << p.z << " " << p.w << ": " << actual << " vs " << expected;
+        }
+    }
 }
 
 TEST(Render, SolidSeenHeadOnIsExactlyItsColour) {
