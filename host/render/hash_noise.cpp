@@ -112,14 +112,19 @@ CornerHashes hashesAt(const PerlinTables& t, const int (&xy)[4], int z, int w) {
     return out;
 }
 
-glm::vec4 cornerValues(const PerlinTables& t, const CornerHashes& h, const glm::vec4& f0, const glm::vec4& f1, bool z1,
-                       bool w1) {
-    const float z = z1 ? f1.z : f0.z;
-    const float w = w1 ? f1.w : f0.w;
-    return {glm::dot(t.gradientOf(h.lane[0]), glm::vec4(f0.x, f0.y, z, w)),
-            glm::dot(t.gradientOf(h.lane[1]), glm::vec4(f1.x, f0.y, z, w)),
-            glm::dot(t.gradientOf(h.lane[2]), glm::vec4(f0.x, f1.y, z, w)),
-            glm::dot(t.gradientOf(h.lane[3]), glm::vec4(f1.x, f1.y, z, w))};
+// The four corners' gradients dotted with their offsets, lane by lane: each lane is glm's dot
+// product ((gx·ox + gy·oy) + (gz·oz + gw·ow)), four at a time.
+glm::vec4 cornerValues(const PerlinTables& t, const CornerHashes& h, const glm::vec4& offsetX, const glm::vec4& offsetY,
+                       float offsetZ, float offsetW) {
+    glm::vec4 gx, gy, gz, gw;
+    for (int i = 0; i < 4; ++i) {
+        const glm::vec4& g = t.gradientOf(h.lane[i]);
+        gx[i] = g.x;
+        gy[i] = g.y;
+        gz[i] = g.z;
+        gw[i] = g.w;
+    }
+    return (gx * offsetX + gy * offsetY) + (gz * offsetZ + gw * offsetW);
 }
 
 float tabledPerlin(const glm::vec4& position) {
@@ -131,10 +136,11 @@ float tabledPerlin(const glm::vec4& position) {
     const int xy[4] = {t.permute(t.permute(x0) + y0), t.permute(t.permute(x1) + y0), t.permute(t.permute(x0) + y1),
                        t.permute(t.permute(x1) + y1)};
     const int z0 = latticeMod(floor0.z), z1 = nextMod(z0), w0 = latticeMod(floor0.w), w1 = nextMod(w0);
-    const glm::vec4 n00 = cornerValues(t, hashesAt(t, xy, z0, w0), f0, f1, false, false);
-    const glm::vec4 n01 = cornerValues(t, hashesAt(t, xy, z0, w1), f0, f1, false, true);
-    const glm::vec4 n10 = cornerValues(t, hashesAt(t, xy, z1, w0), f0, f1, true, false);
-    const glm::vec4 n11 = cornerValues(t, hashesAt(t, xy, z1, w1), f0, f1, true, true);
+    const glm::vec4 offsetX(f0.x, f1.x, f0.x, f1.x), offsetY(f0.y, f0.y, f1.y, f1.y);
+    const glm::vec4 n00 = cornerValues(t, hashesAt(t, xy, z0, w0), offsetX, offsetY, f0.z, f0.w);
+    const glm::vec4 n01 = cornerValues(t, hashesAt(t, xy, z0, w1), offsetX, offsetY, f0.z, f1.w);
+    const glm::vec4 n10 = cornerValues(t, hashesAt(t, xy, z1, w0), offsetX, offsetY, f1.z, f0.w);
+    const glm::vec4 n11 = cornerValues(t, hashesAt(t, xy, z1, w1), offsetX, offsetY, f1.z, f1.w);
     const glm::vec4 fades = glm::detail::fade(f0);
     const glm::vec4 nzw = glm::mix(glm::mix(n00, n01, fades.w), glm::mix(n10, n11, fades.w), fades.z);
     const glm::vec2 nyzw = glm::mix(glm::vec2(nzw.x, nzw.y), glm::vec2(nzw.z, nzw.w), fades.y);
