@@ -35,7 +35,7 @@ private:
     void addLights(const Vertex& vertex);
     void addEnvironmentLight(const Vertex& vertex);
     Next scatter(Vertex& vertex, glm::vec3& next);
-    void rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next, int32_t lobe);
+    void rememberEnvironmentShare(const Vertex& vertex, const glm::vec3& next, int32_t lobe);
     bool survivesRoulette();
     Next stepThrough(const SurfaceHit& hit);
 
@@ -48,8 +48,9 @@ private:
     int32_t rayType_ = ksi::kRayCamera;
     float tNear_ = 0.0f;
     int skipped_ = 0;
-    // Whether light sampling at the last vertex already counted the environment along the ray.
-    bool lightSampledEnvironment_ = false;
+    // The share of the environment along the ray that BSDF sampling at the last vertex takes
+    // (the rest was counted by light sampling there); 1 for the camera ray.
+    float environmentShare_ = 1.0f;
 };
 
 }  // namespace kestrel::render
