@@ -1,6 +1,7 @@
 // The path integrator: a path tracer driven by the materials' sampleBsdf and evaluateBsdf,
-// with next-event estimation of the lights and the environment. It asks the scene everything
-// through the Tracer, whose services the materials call while it runs.
+// with next-event estimation of the lights and the environment; the environment is shared
+// between light sampling and BSDF sampling by the power heuristic. It asks the scene
+// everything through the Tracer, whose services the materials call while it runs.
 #pragma once
 
 #include <glm/glm.hpp>
