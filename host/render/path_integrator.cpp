@@ -105,6 +105,7 @@ glm::vec4 PathIntegrator::radiance(glm::vec3 origin, glm::vec3 direction) {
 // The ray leaves the scene: the environment, with the share BSDF sampling takes of the
 // direction at the vertex the ray left.
 void PathIntegrator::escape() {
+    if (!(environmentShare_ > 0.0f)) return;
     glm::vec4 e = tracer_.environmentRadiance(direction_, RayClass{rayType_});
     radiance_ += throughput_ * glm::vec3(e) * environmentShare_;
     if (bounce_ == 0) alpha_ = e.w;
