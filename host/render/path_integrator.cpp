@@ -60,10 +60,14 @@ float bsdfDensity(const glm::vec3& normal, const glm::vec3& direction, const glm
     return peak > kPeakOverDiffuse * diffuse ? peak : 0.0f;
 }
 
-// Both strategies weigh a direction by the same function of the direction.
+// Both strategies weigh a direction by the same function of the direction. Outside the peaks
+// light sampling takes the direction whole without looking up its density, which is positive
+// everywhere the light can draw (everywhere but the two poles).
 Shares environmentShares(const EnvironmentLight& light, const ksi::ShadingRecord& record, const glm::vec3& direction,
                          const glm::vec3& fCos) {
-    return powerHeuristic(light.density(direction), bsdfDensity(toGlm(record.normal), direction, fCos));
+    float q = bsdfDensity(toGlm(record.normal), direction, fCos);
+    if (q == 0.0f) return {1.0f, 0.0f};
+    return powerHeuristic(light.density(direction), q);
 }
 
 }  // namespace
