@@ -24,6 +24,13 @@ glm::vec3 gridDirection(float u, float v) {
     return {std::sin(theta) * std::cos(phi), std::sin(theta) * std::sin(phi), std::cos(theta)};
 }
 
+// The inverse of gridDirection for a unit direction: u in [0, 1), v in [0, 1].
+glm::vec2 gridCoordinates(const glm::vec3& direction) {
+    float u = std::atan2(direction.y, direction.x) / glm::two_pi<float>();
+    float v = std::acos(std::clamp(direction.z, -1.0f, 1.0f)) / glm::pi<float>();
+    return {u < 0.0f ? u + 1.0f : u, v};
+}
+
 float cellLuminance(Tracer& tracer, int row, int column) {
     float sum = 0.0f;
     for (int j = 0; j < kSubsamples; ++j) {
@@ -109,6 +116,14 @@ glm::vec3 EnvironmentLight::sample(float u1, float u2, float& density) const {
         gridDirection((static_cast<float>(column) + du) / kWidth, (static_cast<float>(row) + dv) / kHeight);
     density = cellDensity(row, column, std::sqrt(std::max(0.0f, 1.0f - direction.z * direction.z)));
     return direction;
+}
+
+float EnvironmentLight::density(const glm::vec3& direction) const {
+    if (!usable()) return 0.0f;
+    glm::vec2 uv = gridCoordinates(direction);
+    int column = std::clamp(static_cast<int>(uv.x * kWidth), 0, kWidth - 1);
+    int row = std::clamp(static_cast<int>(uv.y * kHeight), 0, kHeight - 1);
+    return cellDensity(row, column, std::sqrt(std::max(0.0f, 1.0f - direction.z * direction.z)));
 }
 
 }  // namespace kestrel::render

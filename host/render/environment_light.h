@@ -21,6 +21,8 @@ public:
     bool usable() const { return total_ > 0.0f; }
     // A direction drawn from two uniform numbers, with its density over solid angle.
     glm::vec3 sample(float u1, float u2, float& density) const;
+    // The density over solid angle with which sample draws a unit direction (0 when not usable).
+    float density(const glm::vec3& direction) const;
 
 private:
     void addFloor();

@@ -1,6 +1,7 @@
 #include "render/path_integrator.h"
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 #include <glm/gtc/constants.hpp>
@@ -17,6 +18,9 @@ constexpr int kMaxSkippedSurfaces = 32;
 // Russian roulette starts once the path has had this many bounces.
 constexpr int kRouletteBounce = 3;
 constexpr float kMaxSurvival = 0.95f;
+// f·cos counts as a glossy peak above this multiple of a white diffuse surface's cos/pi: a
+// margin so that a diffuse lobe, rounded up by an ulp, never counts.
+constexpr float kPeakOverDiffuse = 2.0f;
 
 // The host's light convention: a light sample's colour is what a white diffuse surface facing
 // the light shows (the materials' shade multiplies it by the diffuse colour and a cosine, with
@@ -24,6 +28,47 @@ constexpr float kMaxSurvival = 0.95f;
 constexpr float kLightIrradianceScale = glm::pi<float>();
 
 bool isDelta(int32_t lobe) { return lobe == ksi::kLobeSpecularReflection || lobe == ksi::kLobeSpecularTransmission; }
+
+// How the environment light and BSDF sampling share one direction.
+struct Shares {
+    float light, bsdf;
+};
+
+// The power heuristic (exponent 2) from the two strategies' densities at a direction. The
+// shares sum to one, so counting a direction from both strategies, each with its share,
+// counts it once. Written with the ratio of the densities so a sun's large density cannot
+// overflow the squares.
+Shares powerHeuristic(float lightDensity, float bsdfDensity) {
+    if (!(lightDensity > 0.0f)) return {0.0f, 1.0f};
+    float ratio = bsdfDensity / lightDensity;
+    float squared = ratio * ratio;
+    if (!std::isfinite(squared)) return {0.0f, 1.0f};
+    return {1.0f / (1.0f + squared), squared / (1.0f + squared)};
+}
+
+// The BSDF side of the weights, standing in for the material's own density, which the slots
+// do not report: f·cos where it clearly exceeds a white diffuse surface's cos/pi (a glossy peak),
+// since a sampler that follows a lobe reflecting at most all the light draws at least f·cos
+// there; elsewhere 0, so light sampling keeps the broad part of every lobe. The library's
+// samplers may decline broad directions their evaluation covers (Ward's diffuse branch where
+// the Ward exponential underflows), and a BSDF share there would lose that light. Any
+// stand-in keeps the estimate unbiased as long as both strategies compute it the same way at
+// a direction, and evaluateBsdf depends on the direction alone.
+float bsdfDensity(const glm::vec3& normal, const glm::vec3& direction, const glm::vec3& fCos) {
+    float peak = luminance(fCos);
+    float diffuse = std::fabs(glm::dot(normal, direction)) * glm::one_over_pi<float>();
+    return peak > kPeakOverDiffuse * diffuse ? peak : 0.0f;
+}
+
+// Both strategies weigh a direction by the same function of the direction. Outside the peaks
+// light sampling takes the direction whole without looking up its density, which is positive
+// everywhere the light can draw (everywhere but the two poles).
+Shares environmentShares(const EnvironmentLight& light, const ksi::ShadingRecord& record, const glm::vec3& direction,
+                         const glm::vec3& fCos) {
+    float q = bsdfDensity(toGlm(record.normal), direction, fCos);
+    if (q == 0.0f) return {1.0f, 0.0f};
+    return powerHeuristic(light.density(direction), q);
+}
 
 }  // namespace
 
@@ -61,12 +106,12 @@ glm::vec4 PathIntegrator::radiance(glm::vec3 origin, glm::vec3 direction) {
     return glm::vec4(radiance_, alpha_);
 }
 
-// The ray leaves the scene: the environment, unless light sampling already counted the
+// The ray leaves the scene: the environment, with the share BSDF sampling takes of the
 // direction at the vertex the ray left.
 void PathIntegrator::escape() {
-    if (lightSampledEnvironment_) return;
+    if (!(environmentShare_ > 0.0f)) return;
     glm::vec4 e = tracer_.environmentRadiance(direction_, RayClass{rayType_});
-    radiance_ += throughput_ * glm::vec3(e);
+    radiance_ += throughput_ * glm::vec3(e) * environmentShare_;
     if (bounce_ == 0) alpha_ = e.w;
 }
 
@@ -108,7 +153,8 @@ void PathIntegrator::addLights(const Vertex& vertex) {
     }
 }
 
-// The environment, drawn from its own distribution.
+// The environment, drawn from its own distribution, with the share light sampling takes of
+// the direction. Directions the material evaluates as black are left to BSDF sampling whole.
 void PathIntegrator::addEnvironmentLight(const Vertex& vertex) {
     const EnvironmentLight* light = tracer_.environmentLight();
     if (!light || !light->usable()) return;
@@ -117,10 +163,12 @@ void PathIntegrator::addEnvironmentLight(const Vertex& vertex) {
     glm::vec3 w = light->sample(u1, u2, lightPdf);
     glm::vec3 f = evaluate(vertex, w);
     if (!(lightPdf > 0.0f) || isBlack(f)) return;
+    float share = environmentShares(*light, vertex.record, w, f).light;
+    if (!(share > 0.0f)) return;
     glm::vec3 through = tracer_.transmittanceTowards(vertex.hit.position, w);
     if (isBlack(through)) return;
     glm::vec3 e = through * glm::vec3(tracer_.environmentRadiance(w, RayClass{ksi::kRaySecondary}));
-    radiance_ += throughput_ * f * e / lightPdf;
+    radiance_ += throughput_ * f * e * (share / lightPdf);
 }
 
 // The material draws the next direction first: a surface that declines the sample is not
@@ -141,21 +189,23 @@ PathIntegrator::Next PathIntegrator::scatter(Vertex& vertex, glm::vec3& next) {
     if (isBlack(next)) return Next::End;
     throughput_ *= toGlm(record.sampleWeight) * (record.sampleCos * record.samplePdf);
     if (isBlack(throughput_)) return Next::End;
-    rememberEnvironmentWeight(vertex, next, record.sampleLobe);
+    rememberEnvironmentShare(vertex, next, record.sampleLobe);
     ++bounce_;
     return survivesRoulette() ? Next::Bounce : Next::End;
 }
 
-// Light sampling and BSDF sampling split the directions between them: light sampling takes
-// every direction the material evaluates as non-zero, BSDF sampling the rest (single
-// directions such as a mirror's, and transmission the evaluation does not cover). A smoother
-// weighting needs the material's density at a light-sampled direction, which the slots do not
-// give, and the library's samplers may decline directions their evaluation covers (Ward's
-// diffuse branch where the Ward exponential underflows), so weights built from a stand-in
-// density would lose that light.
-void PathIntegrator::rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next, int32_t lobe) {
+// The share of the environment BSDF sampling takes along the drawn direction, should the ray
+// escape. Light sampling cannot produce a single direction (a mirror's, a clear glass's) or a
+// direction the material evaluates as black (transmission the evaluation does not cover), so
+// BSDF sampling keeps those whole; the rest it shares with light sampling.
+void PathIntegrator::rememberEnvironmentShare(const Vertex& vertex, const glm::vec3& next, int32_t lobe) {
     const EnvironmentLight* light = tracer_.environmentLight();
-    lightSampledEnvironment_ = !isDelta(lobe) && light && light->usable() && !isBlack(evaluate(vertex, next));
+    if (isDelta(lobe) || !light || !light->usable()) {
+        environmentShare_ = 1.0f;
+        return;
+    }
+    glm::vec3 f = evaluate(vertex, next);
+    environmentShare_ = isBlack(f) ? 1.0f : environmentShares(*light, vertex.record, next, f).bsdf;
 }
 
 // Russian roulette once the path has had a few bounces.

@@ -1,6 +1,7 @@
 // The path integrator: a path tracer driven by the materials' sampleBsdf and evaluateBsdf,
-// with next-event estimation of the lights and the environment. It asks the scene everything
-// through the Tracer, whose services the materials call while it runs.
+// with next-event estimation of the lights and the environment; the environment is shared
+// between light sampling and BSDF sampling by the power heuristic. It asks the scene
+// everything through the Tracer, whose services the materials call while it runs.
 #pragma once
 
 #include <glm/glm.hpp>
@@ -35,7 +36,7 @@ private:
     void addLights(const Vertex& vertex);
     void addEnvironmentLight(const Vertex& vertex);
     Next scatter(Vertex& vertex, glm::vec3& next);
-    void rememberEnvironmentWeight(const Vertex& vertex, const glm::vec3& next, int32_t lobe);
+    void rememberEnvironmentShare(const Vertex& vertex, const glm::vec3& next, int32_t lobe);
     bool survivesRoulette();
     Next stepThrough(const SurfaceHit& hit);
 
@@ -48,8 +49,9 @@ private:
     int32_t rayType_ = ksi::kRayCamera;
     float tNear_ = 0.0f;
     int skipped_ = 0;
-    // Whether light sampling at the last vertex already counted the environment along the ray.
-    bool lightSampledEnvironment_ = false;
+    // The share of the environment along the ray that BSDF sampling at the last vertex takes
+    // (the rest was counted by light sampling there); 1 for the camera ray.
+    float environmentShare_ = 1.0f;
 };
 
 }  // namespace kestrel::render
