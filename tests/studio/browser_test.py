@@ -36,29 +36,10 @@ def skip_unless_available():
         sys.exit(SKIP)
 
 
-def start_driver():
-    """Starts chromedriver on a free loopback port and waits until it answers. Started here, not by
-    Selenium's Service, because Service reaches the driver by the name 'localhost', which a
-    minimal root without /etc/hosts cannot resolve."""
-    import socket
-    with socket.socket() as probe:
-        probe.bind(('127.0.0.1', 0))
-        port = probe.getsockname()[1]
-    driver = subprocess.Popen([DRIVER, '--port=%d' % port], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    deadline = time.time() + WAIT_SECONDS
-    while time.time() < deadline:
-        try:
-            socket.create_connection(('127.0.0.1', port), 1).close()
-            return driver, 'http://127.0.0.1:%d' % port
-        except OSError:
-            time.sleep(0.05)
-    driver.kill()
-    raise AssertionError('chromedriver did not answer on port %d' % port)
-
-
 class Page:
     def __init__(self, url, shots, downloads):
         from selenium import webdriver
+        from selenium.webdriver.chrome.service import Service
         options = webdriver.ChromeOptions()
         options.binary_location = CHROMIUM
         self.profile = tempfile.mkdtemp(prefix='studio-chromium-')
@@ -66,20 +47,13 @@ class Page:
             options.add_argument(flag)
         # The exported scene is downloaded into the test's scratch folder, not the user's.
         options.add_experimental_option('prefs', {'download.default_directory': downloads})
-        self.service, address = start_driver()
-        self.driver = webdriver.Remote(command_executor=address, options=options)
-        # The driver runs on this machine: a file given to an upload field is its own path, as
-        # webdriver.Chrome would pass it, not a copy sent over the wire.
-        from selenium.webdriver.remote.file_detector import UselessFileDetector
-        self.driver.file_detector = UselessFileDetector()
+        self.driver = webdriver.Chrome(service=Service(DRIVER), options=options)
         self.driver.get(url)
         self.shots = shots
         self.step = 0
 
     def close(self):
         self.driver.quit()
-        self.service.terminate()
-        self.service.wait(timeout=10)
         shutil.rmtree(self.profile, ignore_errors=True)
 
     def shot(self, name):
