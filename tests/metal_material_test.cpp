@@ -53,6 +53,10 @@ TEST(Metal, CutoutPatternsOpenHolesWhereTheirGeometrySays) {
         // Diamond mesh: bars of half-width 0.1 along the cell's edges and diagonals.
         {"diamond opening", 4, 0.8f, 0.2f, {0.5f, 0.2f}, 1.0f},
         {"diamond crossing", 4, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
+        // Hexagons: columns squeezed by sqrt(3)/2, so pattern point (0.5, 1.2) lies 0.2 from its
+        // centre (hole) and (1, 1.25) halfway between two centres (the bar).
+        {"hexagon hole", 6, 0.8f, 0.2f, {0.5f, 1.2f / 0.8660254f}, 1.0f},
+        {"hexagon bar", 6, 0.8f, 0.2f, {1.0f, 1.25f / 0.8660254f}, 0.0f},
         {"solid pattern", 5, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
         {"unknown pattern", 9, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
         {"switched off", 0, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
