@@ -378,6 +378,26 @@ TEST(Ward, AnisotropyRotationTurnsTheLobe) {
     }
 }
 
+// Lit from behind (frontFacing 0) with transparency T = 0.5, translucency t = 0.5, diffuse 0.5 and
+// F = 0: the front loop adds D (1 - T) = 0.25 times the light's weight 0.5, the back loop adds
+// D T t x tint (T + (1 - T) 0.5 = 0.75) times the specular scale 0.5 alone (no cosine).
+TEST(Ward, BackSideAddsTheTranslucentDiffuseOfEachLight) {
+    kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
+    ward.set("u_transparency", true);
+    ward.set("u_transparencyValue", 0.5f);
+    ward.set("u_translucencyValue", 0.5f);
+    ward.set("u_diffuseColor", Float3(0.5f));
+    ward.set("u_brdf00Reflectivity", 0.0f);
+    ward.set("u_brdf90Reflectivity", 0.0f);
+    RecordingServices services;
+    services.lights.push_back(RecordingServices::makeLight({0.6f, 0.0f, 0.8f}, Float3(1.0f), Float3(1.0f), 0.5f));
+    ksi::ShadingRecord record = wardRecord();
+    record.frontFacing = 0;
+    ward.material().shade(&services, &record);
+    const float expected = 0.25f * 0.5f + 0.125f * 0.75f * 0.5f;
+    expectColor(record.outColor, {expected, expected, expected, 1.0f});
+}
+
 TEST(Ward, SamplingIsConsistentWithEvaluation) {
     expectSamplingConsistentWithEvaluation("kestrel_Mtl_Ward", 36);
 }
