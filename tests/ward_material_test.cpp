@@ -168,6 +168,11 @@ TEST(Ward, DiffuseWeightFollowsTheReflectivityCurveAndTheImageFade) {
              w.bindTexture("u_brdf90ReflectMap", &half);
              w.set("u_brdf90ReflectAmount", 0.6f);
          }, 0.2 + 0.1 * curve, plain},
+        // A map switched on with no texture bound reads black.
+        {"unbound brdf00 map", [&](kestrel::ShaderInstance& w) {
+             curved(w);
+             w.set("u_brdf00ReflectMapEnable", true);
+         }, 0.8 * curve, plain},
         {"reflectivity scale", [&](kestrel::ShaderInstance& w) {
              curved(w);
              w.set("u_reflectivity", 0.5f);
