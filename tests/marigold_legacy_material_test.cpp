@@ -224,14 +224,14 @@ TEST(MarigoldLegacyTransparency, SourcesAndInversion) {
         int diffuseMode;
         bool fromDiffuse, invert;
         float weight;
-        float reflectivity = 0.0f;  // with reflectLight, the trace leaves out the reflected share
+        float reflectivity = 0.0f, mask = 0.0f;  // with reflectLight the reflected share stays out
     } const cases[] = {
         {"constant", 0, false, false, 0.8f},
         {"constant inverted", 0, false, true, 1.0f - 0.8f},
         {"from the diffuse constant: opacity", 0, true, false, 1.0f - 0.8f},
         {"from the diffuse constant, inverted", 0, true, true, 0.8f},
         {"from the diffuse texture's alpha", 1, true, false, 1.0f - 0.375f},
-        {"less the reflected light", 0, false, false, 0.8f * (1.0f - 0.25f), 0.25f},
+        {"less the reflected and the masked light", 0, false, false, 0.5f * 0.8f * (1.0f - 0.25f), 0.25f, 0.5f},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -241,7 +241,7 @@ TEST(MarigoldLegacyTransparency, SourcesAndInversion) {
         l.shader.bindTexture("diffuseTexture", &diffuse);
         l.with({{"diffuseMode", c.diffuseMode}, {"transparencyFromDiffuse", c.fromDiffuse},
                 {"transparencyInvert", c.invert}, {"reflectLight", c.reflectivity > 0.0f},
-                {"reflectivityColor", Float3(c.reflectivity)}});
+                {"reflectivityColor", Float3(c.reflectivity)}, {"maskingColor", Float3(c.mask)}});
         l.shade();
         ASSERT_EQ(l.services.log.count("traceGlossyTransmission"), 1);
         EXPECT_EQ(l.services.log.args("traceGlossyTransmission")[7], c.weight);
