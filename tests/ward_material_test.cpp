@@ -388,6 +388,20 @@ TEST(Ward, BackSideAddsTheTranslucentDiffuseOfEachLight) {
     expectColor(record.outColor, {expected, expected, expected, 1.0f});
 }
 
+// Directions enter the local frame clamped per axis to [-1, 1], then normalised: the ray (3, 0, -2)
+// becomes (1, 0, -1) / sqrt 2, whose mirror direction carries the whole Ward peak
+// 1 / (cos 45 deg 4 pi alphaX alphaY) of the default roughness 0.01.
+TEST(Ward, AnUnnormalisedRayIsClampedPerAxisBeforeNormalising) {
+    kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
+    RecordingServices services;
+    ksi::ShadingRecord record = wardRecord({3.0f, 0.0f, -2.0f});
+    const float s = std::sqrt(0.5f);
+    record.sampleDir = {s, 0.0f, s};
+    ward.material().evaluateBsdf(&services, &record);
+    const double peak = 1 / (std::sqrt(0.5) * 4 * M_PI * 0.0001);
+    EXPECT_NEAR(record.sampleWeight.x, peak, 1e-5 * peak);
+}
+
 TEST(Ward, SamplingIsConsistentWithEvaluation) {
     expectSamplingConsistentWithEvaluation("kestrel_Mtl_Ward", 36);
 }

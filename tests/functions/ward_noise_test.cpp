@@ -39,6 +39,10 @@ TEST(WardNoise, FilteredNoiseByTypeLevelAndThresholds) {
         {"averaged out", {-4.0f, 0.1f, 0, 0.0f, 0.0f, 0.0f}, kNoiseMean},
         // 0.375 lies on the straight part of the ramp from 0.2 to 0.6.
         {"thresholds", {2.0f, 0.1f, 0, 0.0f, 0.2f, 0.6f}, 0.175 / 0.4},
+        // Within the blur of a threshold the ramp rounds off: t = (v - (lo - w)) / 2w = 0.875 below,
+        // (3 - 2t) t^2 lin; t = 0.375 above, lin (1 - s) + s with s = (3 - 2t) t^2.
+        {"lower corner", {2.0f, 0.1f, 0, 0.0f, 0.3f, 0.7f}, 1.25 * 0.765625 * 0.1875},
+        {"upper corner", {2.0f, 0.1f, 0, 0.0f, 0.0f, 0.4f}, 0.9375 * (1 - 0.31640625) + 0.31640625},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
