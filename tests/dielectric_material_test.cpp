@@ -161,6 +161,16 @@ TEST(Dielectric, RoughSamplesAreGlossyWithABoundedWeight) {
         EXPECT_GE(record.sampleWeight.x, 0.0f);
         EXPECT_LE(record.sampleWeight.x, 4.0f);
     }
+    // Reflection only with u = (0.5, 0): the microfacet normal leans atan(sqrt(a)) = atan(0.5) for
+    // a = 0.5^2, and the normal view mirrors about it to (0.8, 0, 0.6).
+    glass.set("u_roughValue", 0.5f);
+    RecordingServices services;
+    services.randomQueue = {0.5f, 0.0f};
+    ksi::ShadingRecord record = glassRecord();
+    acceptLobes(record, {ksi::kLobeSpecularReflection});
+    glass.material().sampleBsdf(&services, &record);
+    EXPECT_NEAR(record.sampleDir.x, 0.8f, 1e-6f);
+    EXPECT_NEAR(record.sampleDir.z, 0.6f, 1e-6f);
 }
 
 TEST(Glazing, ConstantSplitBetweenReflectionAndStraightTransmission) {
