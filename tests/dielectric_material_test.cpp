@@ -1,6 +1,6 @@
 // The dielectric and the glazing: Fresnel split of traced reflection and refraction, leaving the
-// medium (absorption, total internal reflection), shadows, and the sampling paths with scripted
-// random numbers.
+// medium (absorption, total internal reflection), shadows, the sampling paths with scripted
+// random numbers, and the glazing's highlights and evaluation against the microfacet model.
 #include <gtest/gtest.h>
 
 #include <array>

@@ -1,5 +1,6 @@
 // The metal: perforation patterns (seen through shadowTransmittance), the paths of evaluateBsdf
-// and sampleBsdf that do not depend on the lobe's value, and a fully open cutout in shade.
+// and sampleBsdf that do not depend on the lobe's value, a fully open cutout in shade, shade's
+// terms under the switchers and flecks, and the box-pyramid bump.
 #include <gtest/gtest.h>
 
 #include <cmath>

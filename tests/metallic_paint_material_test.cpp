@@ -1,5 +1,6 @@
 // The metallic paint: the topcoat's mirror sample (independent of the base lobe), its Fresnel
-// share, and the normals it orients for shading.
+// share, the normals it orients for shading, shade's base, highlight and reflection terms, and
+// the orange peel of the topcoat.
 #include <gtest/gtest.h>
 
 #include <cmath>

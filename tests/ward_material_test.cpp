@@ -1,5 +1,6 @@
 // The Ward material: its glossy highlight at the mirror direction, light kinds, cutouts and
-// decals, the evaluate and sample paths, and sampling consistent with evaluation.
+// decals, the reflectivity curve and image fade, refraction weights, the back side, the frame
+// (normal maps, procedure maps, anisotropy rotation), and sampling consistent with evaluation.
 #include <gtest/gtest.h>
 
 #include <cmath>
