@@ -185,7 +185,7 @@ TEST(WardGraphVariants, TileRowsShiftAndWrap) {
         Float2 uv;
         bool repeatX;
         Float3 expected;
-        float horizontalCount = 3.96875f, horizontalGap = 0.03125f, randomShift = 0.0f;
+        float horizontalCount = 3.96875f, horizontalGap = 0.03125f, randomShift = 0.0f, lineShift = 0.0f;
     };
     const Case cases[] = {
         {"brick centre", {0.125f, 0.125f}, false, seen(kBrick)},
@@ -194,6 +194,8 @@ TEST(WardGraphVariants, TileRowsShiftAndWrap) {
         // Row 1 is odd: shifted by half a brick, so u = 0.125 lands on a joint.
         {"odd row shifted", {0.125f, 0.375f}, false, seen(kMortar)},
         {"odd row brick", {0.25f, 0.375f}, false, seen(kBrick)},
+        // u = 0.05 sits at 0.2 of a brick; the odd row's shift 0.25 + 0.5 carries it to 0.95, a joint.
+        {"odd row line shift", {0.05f, 0.375f}, false, seen(kMortar), 3.96875f, 0.03125f, 0.0f, 0.25f},
         // u = 1 is inside; its whole part widens the edge filter past a cell, which leaves
         // 1 - 2 gaps of coverage on each axis: m = 0.75 * 0.75.
         {"u exactly 1 is inside", {1.0f, 0.125f}, false,
@@ -216,6 +218,7 @@ TEST(WardGraphVariants, TileRowsShiftAndWrap) {
         tile.set("horizontalCount", c.horizontalCount);
         tile.set("horizontalGap", c.horizontalGap);
         tile.set("randomShift", c.randomShift);
+        tile.set("lineShift", c.lineShift);
         expectFloat3(tile.at(c.uv), c.expected);
     }
 }

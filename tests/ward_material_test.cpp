@@ -403,6 +403,33 @@ TEST(Ward, AnUnnormalisedRayIsClampedPerAxisBeforeNormalising) {
     EXPECT_NEAR(record.sampleWeight.x, peak, 1e-5 * peak);
 }
 
+// A roughness map holds a glossiness g: x = 1 - g maps to alpha by a quadratic below 0.5, a cubic
+// below 0.9 and a line above. Seen head-on at the mirror direction the lobe is its peak
+// 1 / (4 pi alpha^2).
+TEST(Ward, RoughnessMapReadsAGlossiness) {
+    const double x = 0.7;
+    const double cubic = 24.1745 * x * x * x - 45.6128 * x * x + 28.605 * x - 5.72202;
+    const struct {
+        float gloss;
+        double alpha;
+    } cases[] = {{0.7f, 1.11078 * 0.09 - 0.225494 * 0.3 + 0.0505339}, {0.3f, cubic}, {0.05f, 0.05 * 3 + 0.7}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.gloss);
+        RecordingImageTexture map;
+        map.texel = {c.gloss, 0.0f, 0.0f, 1.0f};
+        kestrel::ShaderInstance ward = createShader("kestrel_Mtl_Ward");
+        ward.set("u_roughMapEnable", true);
+        ward.bindTexture("u_roughMap", &map);
+        RecordingServices services;
+        ksi::ShadingRecord record = wardRecord();
+        record.sampleDir = {0.0f, 0.0f, 1.0f};
+        ward.material().evaluateBsdf(&services, &record);
+        // The cubic cancels terms near 20 down to 0.24, so single precision keeps about 5 digits.
+        const double peak = 1 / (4 * M_PI * c.alpha * c.alpha);
+        EXPECT_NEAR(record.sampleWeight.x, peak, 1e-4 * peak);
+    }
+}
+
 TEST(Ward, SamplingIsConsistentWithEvaluation) {
     expectSamplingConsistentWithEvaluation("kestrel_Mtl_Ward", 36);
 }
