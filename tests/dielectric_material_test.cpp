@@ -1,8 +1,9 @@
 // The dielectric and the glazing: Fresnel split of traced reflection and refraction, leaving the
-// medium (absorption, total internal reflection), shadows, and the sampling paths with scripted
-// random numbers.
+// medium (absorption, total internal reflection), shadows, the sampling paths with scripted
+// random numbers, and the glazing's highlights and evaluation against the microfacet model.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 
 #include "recording_host.h"
@@ -160,6 +161,16 @@ TEST(Dielectric, RoughSamplesAreGlossyWithABoundedWeight) {
         EXPECT_GE(record.sampleWeight.x, 0.0f);
         EXPECT_LE(record.sampleWeight.x, 4.0f);
     }
+    // Reflection only with u = (0.5, 0): the microfacet normal leans atan(sqrt(a)) = atan(0.5) for
+    // a = 0.5^2, and the normal view mirrors about it to (0.8, 0, 0.6).
+    glass.set("u_roughValue", 0.5f);
+    RecordingServices services;
+    services.randomQueue = {0.5f, 0.0f};
+    ksi::ShadingRecord record = glassRecord();
+    acceptLobes(record, {ksi::kLobeSpecularReflection});
+    glass.material().sampleBsdf(&services, &record);
+    EXPECT_NEAR(record.sampleDir.x, 0.8f, 1e-6f);
+    EXPECT_NEAR(record.sampleDir.z, 0.6f, 1e-6f);
 }
 
 TEST(Glazing, ConstantSplitBetweenReflectionAndStraightTransmission) {
@@ -185,6 +196,61 @@ TEST(Glazing, ConstantSplitBetweenReflectionAndStraightTransmission) {
     const auto& through = services.log.args("traceTransmission");
     EXPECT_EQ(through[6], 0.5f * 0.0625f);
     EXPECT_FLOAT_EQ(through[3], s) << "straight through, unbent";
+}
+
+// The GGX reflectance and the transmittance between equal indices, written out in double
+// precision from the microfacet model (a is the GGX parameter, used unsquared).
+struct Ggx {
+    double a;
+    using V = std::array<double, 3>;
+    static double dot(V u, V v) { return u[0] * v[0] + u[1] * v[1] + u[2] * v[2]; }
+    static V unit(V v, double sign = 1) {
+        const double l = std::sqrt(dot(v, v)) * sign;
+        return {v[0] / l, v[1] / l, v[2] / l};
+    }
+    double D(V m) const {
+        const double c2 = m[2] * m[2], k = (1 - c2) / c2 + a;
+        return m[2] <= 0 ? 0 : a / (M_PI * c2 * c2 * k * k);
+    }
+    double G1(V v, V m) const {
+        return dot(v, m) * v[2] <= 0 ? 0 : 2 / (1 + std::sqrt(1 + a * (1 - v[2] * v[2]) / (v[2] * v[2])));
+    }
+    double reflectance(V wo, V l) const {
+        const V h = unit({wo[0] + l[0], wo[1] + l[1], wo[2] + l[2]}, wo[2] < 0 ? -1 : 1);
+        return G1(wo, h) * G1(l, h) * D(h) / (4 * std::fabs(l[2] * wo[2]));
+    }
+    double transmittance(V wo, V l) const {
+        const V m = unit({wo[0] + l[0], wo[1] + l[1], wo[2] + l[2]}, -1);
+        const double ml = dot(m, l), mo = dot(m, wo);
+        return G1(wo, m) * G1(l, m) * D(m) * std::fabs(ml * mo) / (std::fabs(l[2] * wo[2]) * (ml + mo) * (ml + mo));
+    }
+};
+
+// Highlights: with p = 1, the reflectance of a light at cosine 0.15, whose horizon ramp s = 0.5
+// weighs (3 - 2s) s^2 = 0.5. evaluateBsdf from below the sheet with p = 0: the transmittance
+// alone, which for equal indices is non-zero only when the view and the light share a side.
+TEST(Glazing, HighlightsAndEvaluationFollowTheMicrofacetModel) {
+    const Ggx ggx{0.3};
+    const double sl = std::sqrt(1 - 0.15 * 0.15);
+    kestrel::ShaderInstance glazing = createShader("kestrel_Mtl_Glazing");
+    glazing.set("u_rough", 0.3f);
+    glazing.set("u_reflectance", 1.0f);
+    glazing.set("u_level", 1.0f);
+    RecordingServices services;
+    services.lights.push_back(RecordingServices::makeLight({float(sl), 0.0f, 0.15f}, Float3(1.0f)));
+    ksi::ShadingRecord record = glassRecord();
+    glazing.material().shade(&services, &record);
+    const double highlight = ggx.reflectance({0, 0, 1}, {sl, 0, 0.15}) * 0.5;
+    EXPECT_NEAR(record.outColor.x, highlight, 1e-5 * highlight);
+
+    glazing.set("u_reflectance", 0.0f);
+    const Ggx::V wo = Ggx::unit({-0.3, 0.0, -1.0}), l = Ggx::unit({0.4, 0.1, -1.0});
+    ksi::ShadingRecord below = glassRecord({float(-wo[0]), float(-wo[1]), float(-wo[2])});
+    below.sampleDir = {float(l[0]), float(l[1]), float(l[2])};
+    glazing.material().evaluateBsdf(&services, &below);
+    const double through = ggx.transmittance(wo, l);
+    ASSERT_GT(through, 0.0);
+    EXPECT_NEAR(below.sampleWeight.x, through, 1e-5 * through);
 }
 
 TEST(Glazing, ZeroLevelReflectsEverythingAndTransmitsNothing) {

@@ -224,12 +224,14 @@ TEST(MarigoldLegacyTransparency, SourcesAndInversion) {
         int diffuseMode;
         bool fromDiffuse, invert;
         float weight;
+        float reflectivity = 0.0f, mask = 0.0f;  // with reflectLight the reflected share stays out
     } const cases[] = {
         {"constant", 0, false, false, 0.8f},
         {"constant inverted", 0, false, true, 1.0f - 0.8f},
         {"from the diffuse constant: opacity", 0, true, false, 1.0f - 0.8f},
         {"from the diffuse constant, inverted", 0, true, true, 0.8f},
         {"from the diffuse texture's alpha", 1, true, false, 1.0f - 0.375f},
+        {"less the reflected and the masked light", 0, false, false, 0.5f * 0.8f * (1.0f - 0.25f), 0.25f, 0.5f},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
@@ -238,7 +240,8 @@ TEST(MarigoldLegacyTransparency, SourcesAndInversion) {
         diffuse.texel = {0.1f, 0.2f, 0.3f, 0.375f};
         l.shader.bindTexture("diffuseTexture", &diffuse);
         l.with({{"diffuseMode", c.diffuseMode}, {"transparencyFromDiffuse", c.fromDiffuse},
-                {"transparencyInvert", c.invert}});
+                {"transparencyInvert", c.invert}, {"reflectLight", c.reflectivity > 0.0f},
+                {"reflectivityColor", Float3(c.reflectivity)}, {"maskingColor", Float3(c.mask)}});
         l.shade();
         ASSERT_EQ(l.services.log.count("traceGlossyTransmission"), 1);
         EXPECT_EQ(l.services.log.args("traceGlossyTransmission")[7], c.weight);
@@ -564,13 +567,17 @@ TEST(MarigoldLegacyEvaluate, AddsToTheHostsWeightAndMasks) {
     l.evaluate({0, 0, 1});
     expectFloat3(l.record.sampleWeight, {0.8f, 0.9f, once.z + kInvPi});
 
-    // rho = 0.5, R = 1: the highlight 0.66 at normal incidence, over sampleCos 1.
-    Legacy glossy;
-    glossy.with({{"reflectivityColor", Float3(0.5f)}, {"reflectType", 1}, {"maskingColor", Float3(0.5f)}});
-    glossy.record.sampleWeight = Float3(0.0f);
-    glossy.evaluate({0, 0, 1});
-    const Float3 added(0.5f * 0.66f, 0.5f * 0.66f, 0.5f * 0.66f + 0.5f * kInvPi);
-    expectNear3(glossy.record.sampleWeight, added * 0.5f);
+    // rho = 0.5, R = 1: the highlight 0.66 at normal incidence, over sampleCos 1, kept by 1 - m
+    // per channel, or by 1 - max(m) when transparency blocks highlights (the same for a grey mask).
+    for (bool blocking : {false, true}) {
+        Legacy glossy;
+        glossy.with({{"reflectivityColor", Float3(0.5f)}, {"reflectType", 1}, {"maskingColor", Float3(0.5f)},
+                     {"transparencyBlocksHighlights", blocking}});
+        glossy.record.sampleWeight = Float3(0.0f);
+        glossy.evaluate({0, 0, 1});
+        const Float3 added(0.5f * 0.66f, 0.5f * 0.66f, 0.5f * 0.66f + 0.5f * kInvPi);
+        expectNear3(glossy.record.sampleWeight, added * 0.5f);
+    }
 }
 
 // One random number picks the band: pass-through below M, then mirror, straight transmission and

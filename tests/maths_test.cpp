@@ -108,6 +108,19 @@ TEST(Maths, MatricesMultiplyRowVectorsFromTheLeft) {
     ksi::Float4 v = ksi::Float4(1.0f, 1.0f, 1.0f, 1.0f) * t;
     EXPECT_EQ(v.x, 11.0f);
     EXPECT_EQ(v.w, 100.0f);
+
+    // Every entry distinct: out_j = sum_i v_i M[i][j], and a point takes 1 for its fourth component.
+    const ksi::Float4x4 full{{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16}};
+    const ksi::Float4 w = ksi::Float4(1.0f, 10.0f, 100.0f, 1000.0f) * full;
+    const ksi::Float4 q = ksi::transformPoint({1.0f, 10.0f, 100.0f}, full);
+    const float expected[2][4] = {{13951, 15062, 16173, 17284}, {964, 1076, 1188, 1300}};
+    for (int k = 0; k < 2; ++k) {
+        const ksi::Float4 got = k == 0 ? w : q;
+        EXPECT_EQ(got.x, expected[k][0]);
+        EXPECT_EQ(got.y, expected[k][1]);
+        EXPECT_EQ(got.z, expected[k][2]);
+        EXPECT_EQ(got.w, expected[k][3]);
+    }
 }
 
 TEST(Maths, VectorHelpersFollowTheirFormulas) {

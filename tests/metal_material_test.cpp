@@ -1,8 +1,10 @@
 // The metal: perforation patterns (seen through shadowTransmittance), the paths of evaluateBsdf
-// and sampleBsdf that do not depend on the lobe's value, and a fully open cutout in shade.
+// and sampleBsdf that do not depend on the lobe's value, a fully open cutout in shade, shade's
+// terms under the switchers and flecks, and the box-pyramid bump.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <functional>
 #include <string>
 
 #include "recording_host.h"
@@ -53,6 +55,10 @@ TEST(Metal, CutoutPatternsOpenHolesWhereTheirGeometrySays) {
         // Diamond mesh: bars of half-width 0.1 along the cell's edges and diagonals.
         {"diamond opening", 4, 0.8f, 0.2f, {0.5f, 0.2f}, 1.0f},
         {"diamond crossing", 4, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
+        // Hexagons: columns squeezed by sqrt(3)/2, so pattern point (0.5, 1.2) lies 0.2 from its
+        // centre (hole) and (1, 1.25) halfway between two centres (the bar).
+        {"hexagon hole", 6, 0.8f, 0.2f, {0.5f, 1.2f / 0.8660254f}, 1.0f},
+        {"hexagon bar", 6, 0.8f, 0.2f, {1.0f, 1.25f / 0.8660254f}, 0.0f},
         {"solid pattern", 5, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
         {"unknown pattern", 9, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
         {"switched off", 0, 0.8f, 0.2f, {0.5f, 0.5f}, 0.0f},
@@ -110,6 +116,87 @@ TEST(Metal, FullyOpenCutoutShowsOnlyWhatLiesBehind) {
     EXPECT_EQ(services.log.count("traceAnisotropicReflection"), 0);
     EXPECT_EQ(services.log.count("ambientIrradiance"), 0);
     expectColor(record.outColor, {0.2f, 0.4f, 0.6f, 1.0f});
+}
+
+// shade under one light at 0.3 rad from the normal (full weight) seen along the normal, with
+// roughness 0.2 x 0.4, F = 0.5, diffuse 0.4 and specular (0.8, 0.6, 0.4): the colour is the
+// running diffuse D, plus S times the Ward lobe turned by rho, plus the traced reflection times
+// its weight R. The switchers replace S by a map or the anodised grey and rescale D by
+// 1 - luminance(S) + 0.5 before F splits them; flecks of value 0.5^2 add 0.25 (1 - F) to D and
+// reflect with F.
+TEST(Metal, ShadeSumsDiffuseHighlightsAndReflectionUnderItsSwitchers) {
+    RecordingImageTexture brk;
+    brk.texel = {0.5f, 0.5f, 0.5f, 1.0f};
+    struct Case {
+        const char* what;
+        std::function<void(kestrel::ShaderInstance&)> configure;
+        double D;
+        Float3 S, R;
+        double rho;
+    };
+    const Float3 S(0.4f, 0.3f, 0.2f);
+    const Case cases[] = {
+        {"plain", [](kestrel::ShaderInstance&) {}, 0.2, S, S, 0.0},
+        // Noise 0.3 in all five octaves sums to 0.58125, past the ramp: the dark grey 0.098.
+        {"anodised grey", [](kestrel::ShaderInstance& m) { m.set("u_reflectSwitcher", int32_t{4}); },
+         0.5 * 0.4 * (1 - 0.098 + 0.5), Float3(0.5f * 0.4f * 0.098f), Float3(0.5f * 0.4f * 0.098f), 0.0},
+        {"break map colours and turns the lobe", [&](kestrel::ShaderInstance& m) {
+             m.set("u_reflectSwitcher", int32_t{3});
+             m.set("u_anisoRotSwitcher", int32_t{3});
+             m.set("u_breakMapEnable", true);
+             m.bindTexture("u_breakMap", &brk);
+         }, 0.2, Float3(0.1f), Float3(0.1f), 0.5 * 0.8},
+        {"flecks", [](kestrel::ShaderInstance& m) {
+             m.set("u_flecksEnable", true);
+             m.set("u_flecksDensity", 2.0f);
+         }, 0.2 + 0.25 * 0.5, S, Float3(0.5f), 0.0},
+    };
+    const double theta = 0.3;
+    const Float3 traced(0.1f, 0.2f, 0.3f);
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        kestrel::ShaderInstance metal = createShader("kestrel_Mtl_Metal");
+        metal.set("u_roughValue", 0.2f);
+        metal.set("u_anisotropyValue", 2.0f);
+        metal.set("u_brdf00Reflectivity", 0.5f);
+        metal.set("u_brdf90Reflectivity", 0.5f);
+        metal.set("u_brdfCurvePower", 1.0f);
+        metal.set("u_diffuseColor", Float3(0.4f));
+        metal.set("u_specularColor", Float3(0.8f, 0.6f, 0.4f));
+        metal.set("u_reflMapAmount", 1.0f);
+        metal.set("u_anisorotMapAmount", 0.8f);
+        c.configure(metal);
+        RecordingServices services;
+        services.onNoise = [](const Float4&) { return 0.3f; };
+        services.traceAnswer = traced;
+        services.lights.push_back(
+            RecordingServices::makeLight({float(std::sin(theta)), 0.0f, float(std::cos(theta))}, Float3(1.0f)));
+        ksi::ShadingRecord record = metalRecord();
+        metal.material().shade(&services, &record);
+        const double hx = std::sin(theta) * std::cos(c.rho) / 0.2, hy = -std::sin(theta) * std::sin(c.rho) / 0.4;
+        const double hz = 1 + std::cos(theta);
+        const double lobe = std::exp(-(hx * hx + hy * hy) / (hz * hz)) / (std::sqrt(std::cos(theta)) * 4 * M_PI * 0.08);
+        EXPECT_NEAR(record.outColor.x, c.D + c.S.x * lobe + c.R.x * traced.x, 1e-5);
+        EXPECT_NEAR(record.outColor.y, c.D + c.S.y * lobe + c.R.y * traced.y, 1e-5);
+        EXPECT_NEAR(record.outColor.z, c.D + c.S.z * lobe + c.R.z * traced.z, 1e-5);
+    }
+}
+
+// The box pyramid rises by 2 per unit from the centre of its cell; at uv (1.7, 1.1), a point
+// 0.35 right of the centre of the cell of uv / 2, half that slope along T tilts the normal to
+// (0.3 x 1, 0, 1) for the pattern amount 0.3, unnormalised.
+TEST(Metal, BoxPyramidBumpTiltsTheNormalByHalfItsSlope) {
+    kestrel::ShaderInstance metal = createShader("kestrel_Mtl_Metal");
+    metal.set("u_bumpSwitcher", int32_t{1});
+    metal.set("u_patternAmount", 0.3f);
+    metal.set("u_cosineUsesBump", true);
+    metal.set("u_roughValue", 0.2f);
+    metal.set("u_anisotropyValue", 1.0f);
+    RecordingServices services;
+    ksi::ShadingRecord record = metalRecord({1.7f, 1.1f});
+    record.sampleDir = {0.48f, 0.36f, 0.8f};
+    metal.material().evaluateBsdf(&services, &record);
+    EXPECT_NEAR(record.sampleCos, cosineInTiltedFrame({0.48, 0.36, 0.8}, 0.3, 0.0, false), 1e-4);
 }
 
 }  // namespace

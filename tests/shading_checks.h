@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstring>
@@ -26,6 +27,21 @@ inline void expectFloat3(ksi::Float3 actual, ksi::Float3 expected, const char* w
     EXPECT_EQ(actual.x, expected.x) << what;
     EXPECT_EQ(actual.y, expected.y) << what;
     EXPECT_EQ(actual.z, expected.z) << what;
+}
+
+// z of the unit direction S in the frame a bump leaves: the normal n = (nx, ny, 1), normalised or
+// not, T = (1, 0, 0) less its component along n, and B = n x T, both normalised.
+inline double cosineInTiltedFrame(std::array<double, 3> S, double nx, double ny, bool normalised) {
+    using V = std::array<double, 3>;
+    auto dot = [](V a, V b) { return a[0] * b[0] + a[1] * b[1] + a[2] * b[2]; };
+    auto unit = [&dot](V a) {
+        const double l = std::sqrt(dot(a, a));
+        return V{a[0] / l, a[1] / l, a[2] / l};
+    };
+    const V n = normalised ? unit({nx, ny, 1.0}) : V{nx, ny, 1.0};
+    const V t = unit({1.0 - n[0] * n[0], -n[1] * n[0], -n[2] * n[0]});
+    const V b = unit({n[1] * t[2] - n[2] * t[1], n[2] * t[0] - n[0] * t[2], n[0] * t[1] - n[1] * t[0]});
+    return dot(S, n) / std::sqrt(dot(S, t) * dot(S, t) + dot(S, b) * dot(S, b) + dot(S, n) * dot(S, n));
 }
 
 inline void expectColor(ksi::Float4 actual, ksi::Float4 expected) {

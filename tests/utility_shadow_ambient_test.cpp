@@ -46,6 +46,9 @@ TEST(AmbientOnly, ShowsTheGreyOfTheRequestedOcclusion) {
         shader.material().shade(&services, &record);
         expectColor(record.outColor, Float4(c.expected, 1.0f));
         EXPECT_EQ(services.log.count("ambientOcclusion"), c.queries);
+        if (c.queries) {
+            EXPECT_EQ(services.log.args("ambientOcclusion")[6], 1.0f) << "at full weight";
+        }
     }
 }
 
@@ -88,6 +91,7 @@ TEST(ShadowPlane, DarkensWhatLiesBehindByShadowAndOcclusion) {
         EXPECT_NEAR(record.outColor.z, 1.0f * c.factor, 1e-6f);
         EXPECT_EQ(record.outColor.w, c.alpha);
         EXPECT_EQ(services.log.args("traceRay")[0], 4.0f) << "a camera ray continues as a continuation ray";
+        EXPECT_EQ(services.log.args("ambientOcclusion")[6], 1.0f) << "occlusion at full weight";
     }
 }
 

@@ -185,6 +185,7 @@ TEST(WardGraphVariants, TileRowsShiftAndWrap) {
         Float2 uv;
         bool repeatX;
         Float3 expected;
+        float horizontalCount = 3.96875f, horizontalGap = 0.03125f, randomShift = 0.0f, lineShift = 0.0f;
     };
     const Case cases[] = {
         {"brick centre", {0.125f, 0.125f}, false, seen(kBrick)},
@@ -193,6 +194,8 @@ TEST(WardGraphVariants, TileRowsShiftAndWrap) {
         // Row 1 is odd: shifted by half a brick, so u = 0.125 lands on a joint.
         {"odd row shifted", {0.125f, 0.375f}, false, seen(kMortar)},
         {"odd row brick", {0.25f, 0.375f}, false, seen(kBrick)},
+        // u = 0.05 sits at 0.2 of a brick; the odd row's shift 0.25 + 0.5 carries it to 0.95, a joint.
+        {"odd row line shift", {0.05f, 0.375f}, false, seen(kMortar), 3.96875f, 0.03125f, 0.0f, 0.25f},
         // u = 1 is inside; its whole part widens the edge filter past a cell, which leaves
         // 1 - 2 gaps of coverage on each axis: m = 0.75 * 0.75.
         {"u exactly 1 is inside", {1.0f, 0.125f}, false,
@@ -202,11 +205,20 @@ TEST(WardGraphVariants, TileRowsShiftAndWrap) {
         {"cut off below 0", {-0.875f, 0.125f}, false, Float3(0.0f)},
         {"wrapped past 1", {1.125f, 0.125f}, true, seen(kBrick)},
         {"wrapped below 0", {-0.99f, 0.125f}, true, seen(kMortar)},
+        // Cells of 2 along u with a gap of 1/8 cell and a filter of 1/2 cell; the random shift
+        // -0.5 x 0.875 puts u = 1 at 1/16 of a cell: the pulse rises (1/16 + 3/8) / (1/2) = 7/8 of
+        // the way, so m = 7/8 x 3/4.
+        {"filtered edge of a randomly shifted row", {1.0f, 0.125f}, false,
+         seen(Float4(0.4921875f, 0.37109375f, 0.5078125f, 1.0f)), 0.25f, 0.25f, 0.875f},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
         TileSetup tile;
         tile.set("repeatX", c.repeatX);
+        tile.set("horizontalCount", c.horizontalCount);
+        tile.set("horizontalGap", c.horizontalGap);
+        tile.set("randomShift", c.randomShift);
+        tile.set("lineShift", c.lineShift);
         expectFloat3(tile.at(c.uv), c.expected);
     }
 }
@@ -228,6 +240,7 @@ TEST(WardGraphVariants, TileHolesAndVariance) {
         {"negative sigma squared", 3, 0.0f, 0.0f, 0.375f, seen(kBrick)},
         // 2n - 1 = -0.5: colour 1 - 0.5 * 4 clamps to 0; fade 1 - 0.5 = 0.5; both 0.75 * 0.5
         {"colour variance clamps", 0, 4.0f, 0.0f, 0.25f, Float3(0.0f)},
+        {"colour clamps to one", 0, 4.0f, 0.0f, 0.75f, seen(Float4(1.0f, 1.0f, 0.75f, 1.0f))},
         {"fade variance", 0, 0.0f, 1.0f, 0.25f, seen(kBrick * 0.5f)},
         {"both variances", 0, 0.5f, 1.0f, 0.25f, seen(kBrick * 0.375f)},
     };
@@ -299,6 +312,9 @@ TEST(WardGraphVariants, TileIdentifiesBricksForItsRandomLookups) {
             if (call.operation == "noise1D") lookups.push_back(call.args[0]);
         }
         EXPECT_EQ(lookups, c.lookups);
+        // The edge jitter looks up (u, v) and then (v, u), each over a seventeenth of a brick.
+        EXPECT_NEAR(services.log.args("noise2D", 1)[0], c.uv.y * 68.0f, 1e-4f);
+        EXPECT_NEAR(services.log.args("noise2D", 1)[1], c.uv.x * 68.0f, 1e-4f);
     }
 }
 

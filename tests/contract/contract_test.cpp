@@ -488,6 +488,14 @@ TEST_P(Contract, GlobalClippingDropsBsdfSamplesOnTheCutSide) {
                 }
             }
         }
+        // Enabled without a texture, the map reads a count of 0 and clips nothing.
+        shader.bindTexture("u_globalClippingMap", nullptr);
+        RecordingServices services;
+        ShadingRecord record = realisticRecord(shader);
+        record.position = {-2.0f, -2.0f, -2.0f};
+        callSlot(shader, capability, &services, &record);
+        EXPECT_EQ(record.noContribution, 0) << "capability " << capability << " without a map";
+        shader.bindTexture("u_globalClippingMap", &planes);
     }
 }
 
