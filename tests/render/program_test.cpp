@@ -163,15 +163,21 @@ TEST(Program, BadInputStopsBeforeAnyOutput) {
 // An interrupt stops the render (sent until it takes effect: a background job starts with
 // SIGINT ignored and the handler is set only once the program runs): one line, status 128 + signal, no temporary file left and the
 // previous output untouched. The render is sized to take minutes on any machine, so the signal always lands mid-render.
+// Waits until the background job has its SIGINT and SIGTERM handlers (bits 2 and 15 of the
+// caught-signal mask), so that a slow start (a sanitizer build, a busy machine) cannot meet the
+// default action of SIGTERM, then a little longer, so that the render is under way.
+const char* const kWaitForHandlers =
+    "while [ $(( 0x$(awk '/^SigCgt/ {print $2}' /proc/$!/status) & 0x4002 )) -ne 16386 ]; do sleep 0.1; done; sleep 0.5; ";
+
 TEST(Program, InterruptStopsCleanly) {
     TemporaryDirectory directory;
     std::string scene = directory.write(
-        "scene.json", replaced(kTinyScene, R"("resolution": [8, 6], "spp": 1)", R"("resolution": [64, 48], "spp": 1048576)"));
+        "scene.json", replaced(kTinyScene, R"("resolution": [8, 6], "spp": 1)", R"("resolution": [512, 384], "spp": 4096)"));
     directory.write("out.png", "the previous image");
     for (const char* signal : {"INT", "TERM"}) {
         std::string command = std::string(KESTREL_RENDER_PATH) + " --library '" + libraryPath() + "' --quiet '" + scene +
                               "' -o '" + directory.file("out.png") + "' 2>'" + directory.file("err.txt") +
-                              "' & sleep 2; while kill -" + signal + " $! 2>/dev/null; do sleep 0.5; done; wait $!; echo $?";
+                              "' & " + kWaitForHandlers + "while kill -" + signal + " $! 2>/dev/null; do sleep 0.5; done; wait $!; echo $?";
         FILE* pipe = popen(command.c_str(), "r");
         ASSERT_NE(pipe, nullptr);
         std::array<char, 64> status{};
