@@ -22,7 +22,7 @@ DRIVER = shutil.which('chromedriver') or '/usr/bin/chromedriver'
 CHROMIUM_FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
                   '--disable-background-networking', '--disable-component-update', '--disable-sync',
                   '--no-proxy-server', '--window-size=1500,1000']
-WAIT_SECONDS = 30
+WAIT_SECONDS = 90  # generous: a busy machine or a sanitizer build renders slowly
 
 
 def skip_unless_available():
