@@ -7,6 +7,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "catalogue_json.h"
 #include "name_match.h"
 #include "shader_instance.h"
 
@@ -19,20 +20,6 @@ using nlohmann::ordered_json;
 
 // Texel arrays for data textures stay small: the clipping map needs a handful.
 constexpr std::size_t kMaxInlineTexels = 256;
-
-ordered_json floatJson(float value) { return std::strtod(formatFloat(value).c_str(), nullptr); }
-
-ordered_json floatsJson(const float* values, int count) {
-    ordered_json array = ordered_json::array();
-    for (int i = 0; i < count; ++i) array.push_back(floatJson(values[i]));
-    return array;
-}
-
-ordered_json matrixJson(const float* values, int size) {
-    ordered_json rows = ordered_json::array();
-    for (int row = 0; row < size; ++row) rows.push_back(floatsJson(values + row * size, size));
-    return rows;
-}
 
 // An entry of a list or map keyed by name: the catalogue may hold either shape.
 const json* findNamed(const json& collection, const std::string& name) {
@@ -171,7 +158,7 @@ ClassInfo readClass(const PluginLibrary& library, const std::string& name, const
         parameter.type = declaration.type;
         parameter.entry = {{"name", declaration.name},
                            {"type", typeName(declaration.type)},
-                           {"default", valueJson(readValue(declaration.type, declaration.address))}};
+                           {"default", catalogue::valueJson(readValue(declaration.type, declaration.address))}};
         if (const json* entry = parameters ? findNamed(*parameters, declaration.name) : nullptr) {
             for (const auto& [key, value] : entry->items()) {
                 if (!parameter.entry.contains(key)) parameter.entry[key] = value;
@@ -184,21 +171,6 @@ ClassInfo readClass(const PluginLibrary& library, const std::string& name, const
 }
 
 }  // namespace
-
-ordered_json valueJson(const ParamValue& value) {
-    struct Visitor {
-        ordered_json operator()(bool v) const { return v; }
-        ordered_json operator()(int32_t v) const { return v; }
-        ordered_json operator()(float v) const { return std::isfinite(v) ? floatJson(v) : ordered_json(nullptr); }
-        ordered_json operator()(const ksi::Float2& v) const { return floatsJson(&v.x, 2); }
-        ordered_json operator()(const ksi::Float3& v) const { return floatsJson(&v.x, 3); }
-        ordered_json operator()(const ksi::Float4& v) const { return floatsJson(&v.x, 4); }
-        ordered_json operator()(const ksi::Float3x3& v) const { return matrixJson(v.m, 3); }
-        ordered_json operator()(const ksi::Float4x4& v) const { return matrixJson(v.m, 4); }
-        ordered_json operator()(const ksi::TextureHandle&) const { return nullptr; }
-    };
-    return std::visit(Visitor{}, value);
-}
 
 const ParameterInfo* ClassInfo::find(const std::string& parameter) const {
     for (const ParameterInfo& p : parameters) {

@@ -64,7 +64,4 @@ private:
     bool hasCatalogue_ = false;
 };
 
-// The value of a parameter as JSON, in the form a scene file takes it.
-nlohmann::ordered_json valueJson(const ParamValue& value);
-
 }  // namespace kestrel::studio
