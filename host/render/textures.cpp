@@ -1,9 +1,13 @@
 #include "render/textures.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cstdint>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <mutex>
+#include <thread>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -58,22 +62,77 @@ private:
     int saved_;
 };
 
+// OpenImageIO keeps a per-thread record that remembers the last two tiles it read. A shader
+// that reads several images in turn would evict them on every lookup and fall through to the
+// shared cache each time, so each texture has a record of its own on each thread. A thread finds
+// its records through a small list of its own, keyed by a number no texture reuses, so an entry
+// left behind by a destroyed texture can never be taken for a live one; past that list, the
+// texture's own table (one record per thread) answers.
+class PerThreadRecords {
+public:
+    explicit PerThreadRecords(OIIO::TextureSystem* system) : system_(system), key_(nextKey()) {}
+    ~PerThreadRecords() {
+        for (const auto& [thread, record] : records_) system_->destroy_thread_info(record);
+    }
+    PerThreadRecords(const PerThreadRecords&) = delete;
+    PerThreadRecords& operator=(const PerThreadRecords&) = delete;
+
+    OIIO::TextureSystem::Perthread* local() {
+        Entry* entries = threadEntries();
+        for (int i = 0; i < kEntries; ++i) {
+            if (entries[i].key == key_) return system_->get_perthread_info(entries[i].record);
+        }
+        // Not in this thread's list (first use, or pushed out by other textures): the record
+        // takes the oldest entry's place.
+        std::move_backward(entries, entries + kEntries - 1, entries + kEntries);
+        entries[0] = {key_, ofThisThread()};
+        return system_->get_perthread_info(entries[0].record);
+    }
+
+private:
+    struct Entry {
+        std::uint64_t key = 0;
+        OIIO::TextureSystem::Perthread* record = nullptr;
+    };
+    static constexpr int kEntries = 16;
+
+    static Entry* threadEntries() {
+        thread_local Entry entries[kEntries];
+        return entries;
+    }
+    static std::uint64_t nextKey() {
+        static std::atomic<std::uint64_t> counter{0};
+        return ++counter;
+    }
+    OIIO::TextureSystem::Perthread* ofThisThread() {
+        std::lock_guard<std::mutex> lock(mutex_);
+        OIIO::TextureSystem::Perthread*& record = records_[std::this_thread::get_id()];
+        if (!record) record = system_->create_thread_info();
+        return record;
+    }
+
+    OIIO::TextureSystem* system_;
+    std::uint64_t key_;
+    std::mutex mutex_;
+    std::map<std::thread::id, OIIO::TextureSystem::Perthread*> records_;
+};
+
 class FilteredTexture {
 public:
     FilteredTexture(OIIO::TextureSystem* system, const std::string& path, int channels)
-        : system_(system), handle_(system->get_texture_handle(OIIO::ustring(path))), channels_(channels) {
+        : system_(system), handle_(system->get_texture_handle(OIIO::ustring(path))), records_(system),
+          channels_(channels) {
         options_.swrap = OIIO::TextureOpt::WrapPeriodic;
         options_.twrap = OIIO::TextureOpt::WrapPeriodic;
         options_.interpmode = OIIO::TextureOpt::InterpBilinear;
     }
 
     // (s, t) in OpenImageIO's convention: t = 0 is the file's first row.
-    void sample(ksi::Float4* out, float s, float t) const {
+    void sample(ksi::Float4* out, float s, float t) {
         if (!std::isfinite(s) || !std::isfinite(t)) return;
         float texel[4] = {0.0f, 0.0f, 0.0f, 1.0f};
         OIIO::TextureOpt options = options_;
-        OIIO::TextureSystem::Perthread* perThread = system_->get_perthread_info();
-        if (!system_->texture(handle_, perThread, options, wrapUnit(s), wrapUnit(t), 0, 0, 0, 0,
+        if (!system_->texture(handle_, records_.local(), options, wrapUnit(s), wrapUnit(t), 0, 0, 0, 0,
                               std::min(channels_, 4), texel)) {
             return;
         }
@@ -83,13 +142,15 @@ public:
 private:
     OIIO::TextureSystem* system_;
     OIIO::TextureSystem::TextureHandle* handle_;
+    PerThreadRecords records_;
     OIIO::TextureOpt options_;
     int channels_;
 };
 
 class ImageTextureObject final : public ksi::ImageTexture {
 public:
-    explicit ImageTextureObject(FilteredTexture texture) : texture_(texture) {}
+    ImageTextureObject(OIIO::TextureSystem* system, const std::string& path, int channels)
+        : texture_(system, path, channels) {}
     void lookup(ksi::Float4* out, const ksi::Float2* uv) override { texture_.sample(out, uv->x, 1.0f - uv->y); }
 
 private:
@@ -101,7 +162,8 @@ private:
 // first and a cube backplate and a lat-long environment made from the same image agree.
 class CubeTextureObject final : public ksi::CubeTexture {
 public:
-    explicit CubeTextureObject(FilteredTexture texture) : texture_(texture) {}
+    CubeTextureObject(OIIO::TextureSystem* system, const std::string& path, int channels)
+        : texture_(system, path, channels) {}
     void lookup(ksi::Float4* out, const ksi::Float3* direction) override {
         const ksi::Float3& c = *direction;
         float length = std::sqrt(c.x * c.x + c.y * c.y + c.z * c.z);
@@ -211,11 +273,10 @@ ksi::TextureObject* TextureSet::open(const std::string& path, ParamType type) {
         object = {new DataTextureObject(spec.width, spec.height, std::move(texels)), destroyAs<DataTextureObject>};
     } else {
         input->close();
-        FilteredTexture texture(impl_->system, path, spec.nchannels);
         if (type == ParamType::CubeTexture) {
-            object = {new CubeTextureObject(texture), destroyAs<CubeTextureObject>};
+            object = {new CubeTextureObject(impl_->system, path, spec.nchannels), destroyAs<CubeTextureObject>};
         } else {
-            object = {new ImageTextureObject(texture), destroyAs<ImageTextureObject>};
+            object = {new ImageTextureObject(impl_->system, path, spec.nchannels), destroyAs<ImageTextureObject>};
         }
     }
     ksi::TextureObject* result = object.get();
