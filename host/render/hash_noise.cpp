@@ -93,58 +93,90 @@ bool tabled(const glm::vec4& p) {
 
 // A whole-number coordinate mod 289 in [0, 288]: in the tabled range glm's float mod is exact, so
 // it is the same number.
-int latticeMod(float whole) {
-    const int m = static_cast<int>(whole) % PerlinTables::kHashes;
+int latticeMod(int whole) {
+    const int m = whole % PerlinTables::kHashes;
     return m < 0 ? m + PerlinTables::kHashes : m;
 }
 
 int nextMod(int m) { return m + 1 == PerlinTables::kHashes ? 0 : m + 1; }
 
-// The corner hashes of one (z, w) pair for the four (x, y) corners, in glm's lane order
-// (x0y0, x1y0, x0y1, x1y1).
-struct CornerHashes {
-    int lane[4];
-};
+// The interpolation runs four lanes at a time in the compiler's vector types (SSE on x86-64,
+// NEON on ARM). Each lane performs glm's own operations in glm's order, and the build forbids
+// fused multiply-adds, so the results are the same floats.
+using Lanes = float __attribute__((vector_size(16)));
+using IntLanes = int __attribute__((vector_size(16)));
 
-CornerHashes hashesAt(const PerlinTables& t, const int (&xy)[4], int z, int w) {
-    CornerHashes out{};
-    for (int i = 0; i < 4; ++i) out.lane[i] = t.permute(t.permute(xy[i] + z) + w);
-    return out;
+Lanes load(const glm::vec4& v) {
+    Lanes lanes;
+    std::memcpy(&lanes, &v, sizeof lanes);
+    return lanes;
 }
 
-// The four corners' gradients dotted with their offsets, lane by lane: each lane is glm's dot
-// product ((gx·ox + gy·oy) + (gz·oz + gw·ow)), four at a time.
-glm::vec4 cornerValues(const PerlinTables& t, const CornerHashes& h, const glm::vec4& offsetX, const glm::vec4& offsetY,
-                       float offsetZ, float offsetW) {
-    glm::vec4 gx, gy, gz, gw;
-    for (int i = 0; i < 4; ++i) {
-        const glm::vec4& g = t.gradientOf(h.lane[i]);
-        gx[i] = g.x;
-        gy[i] = g.y;
-        gz[i] = g.z;
-        gw[i] = g.w;
-    }
+Lanes splat(float x) { return Lanes{x, x, x, x}; }
+
+// floor for |x| < 2^22: truncate, step down where that rounded up, and keep x's sign so that
+// floor(-0) is -0 as std::floor gives.
+Lanes floorTabled(Lanes x) {
+    const Lanes truncated = __builtin_convertvector(__builtin_convertvector(x, IntLanes), Lanes);
+    const Lanes down = __builtin_convertvector(-(truncated > x), Lanes);
+    const IntLanes sign = reinterpret_cast<IntLanes>(x) & IntLanes{INT32_MIN, INT32_MIN, INT32_MIN, INT32_MIN};
+    return reinterpret_cast<Lanes>(reinterpret_cast<IntLanes>(truncated - down) | sign);
+}
+
+// glm's mix(x, y, a) = x (1 - a) + y a, lane by lane.
+Lanes mix(Lanes x, Lanes y, Lanes a) { return x * (1.0f - a) + y * a; }
+
+// glm's fade: (t t t)(t (6 t - 15) + 10).
+Lanes fade(Lanes t) { return (t * t * t) * (t * (t * 6.0f - 15.0f) + 10.0f); }
+
+// Four corners' gradients (the corner hashes of one (z, w) pair for the (x, y) corners, in glm's
+// lane order x0y0, x1y0, x0y1, x1y1) dotted with their offsets: each lane is glm's dot product
+// ((gx·ox + gy·oy) + (gz·oz + gw·ow)). The four gradients are loaded whole and transposed.
+Lanes cornerValues(const PerlinTables& t, const int (&hash)[4], Lanes offsetX, Lanes offsetY, Lanes offsetZ,
+                   Lanes offsetW) {
+    const Lanes a = load(t.gradientOf(hash[0])), b = load(t.gradientOf(hash[1]));
+    const Lanes c = load(t.gradientOf(hash[2])), d = load(t.gradientOf(hash[3]));
+    const Lanes abLow = __builtin_shufflevector(a, b, 0, 4, 1, 5), abHigh = __builtin_shufflevector(a, b, 2, 6, 3, 7);
+    const Lanes cdLow = __builtin_shufflevector(c, d, 0, 4, 1, 5), cdHigh = __builtin_shufflevector(c, d, 2, 6, 3, 7);
+    const Lanes gx = __builtin_shufflevector(abLow, cdLow, 0, 1, 4, 5);
+    const Lanes gy = __builtin_shufflevector(abLow, cdLow, 2, 3, 6, 7);
+    const Lanes gz = __builtin_shufflevector(abHigh, cdHigh, 0, 1, 4, 5);
+    const Lanes gw = __builtin_shufflevector(abHigh, cdHigh, 2, 3, 6, 7);
     return (gx * offsetX + gy * offsetY) + (gz * offsetZ + gw * offsetW);
 }
 
 float tabledPerlin(const glm::vec4& position) {
     const PerlinTables& t = perlinTables();
-    const glm::vec4 floor0 = glm::floor(position);
-    const glm::vec4 f0 = position - floor0;  // glm's fract
-    const glm::vec4 f1 = f0 - 1.0f;
-    const int x0 = latticeMod(floor0.x), x1 = nextMod(x0), y0 = latticeMod(floor0.y), y1 = nextMod(y0);
-    const int xy[4] = {t.permute(t.permute(x0) + y0), t.permute(t.permute(x1) + y0), t.permute(t.permute(x0) + y1),
-                       t.permute(t.permute(x1) + y1)};
-    const int z0 = latticeMod(floor0.z), z1 = nextMod(z0), w0 = latticeMod(floor0.w), w1 = nextMod(w0);
-    const glm::vec4 offsetX(f0.x, f1.x, f0.x, f1.x), offsetY(f0.y, f0.y, f1.y, f1.y);
-    const glm::vec4 n00 = cornerValues(t, hashesAt(t, xy, z0, w0), offsetX, offsetY, f0.z, f0.w);
-    const glm::vec4 n01 = cornerValues(t, hashesAt(t, xy, z0, w1), offsetX, offsetY, f0.z, f1.w);
-    const glm::vec4 n10 = cornerValues(t, hashesAt(t, xy, z1, w0), offsetX, offsetY, f1.z, f0.w);
-    const glm::vec4 n11 = cornerValues(t, hashesAt(t, xy, z1, w1), offsetX, offsetY, f1.z, f1.w);
-    const glm::vec4 fades = glm::detail::fade(f0);
-    const glm::vec4 nzw = glm::mix(glm::mix(n00, n01, fades.w), glm::mix(n10, n11, fades.w), fades.z);
-    const glm::vec2 nyzw = glm::mix(glm::vec2(nzw.x, nzw.y), glm::vec2(nzw.z, nzw.w), fades.y);
-    return 2.2f * glm::mix(nyzw.x, nyzw.y, fades.x);
+    const Lanes p = load(position);
+    const Lanes floor0 = floorTabled(p);
+    const Lanes f0 = p - floor0;  // glm's fract
+    const Lanes f1 = f0 - 1.0f;
+    const IntLanes whole = __builtin_convertvector(floor0, IntLanes);
+    const int x0 = latticeMod(whole[0]), x1 = nextMod(x0), y0 = latticeMod(whole[1]), y1 = nextMod(y0);
+    const int z0 = latticeMod(whole[2]), z1 = nextMod(z0), w0 = latticeMod(whole[3]), w1 = nextMod(w0);
+    const int px0 = t.permute(x0), px1 = t.permute(x1);
+    const int xy[4] = {t.permute(px0 + y0), t.permute(px1 + y0), t.permute(px0 + y1), t.permute(px1 + y1)};
+    int h00[4], h01[4], h10[4], h11[4];
+    for (int i = 0; i < 4; ++i) {
+        const int xyz0 = t.permute(xy[i] + z0), xyz1 = t.permute(xy[i] + z1);
+        h00[i] = t.permute(xyz0 + w0);
+        h01[i] = t.permute(xyz0 + w1);
+        h10[i] = t.permute(xyz1 + w0);
+        h11[i] = t.permute(xyz1 + w1);
+    }
+    // Offsets of the (x, y) corners lane by lane; the z and w offsets are the same in all four.
+    const Lanes offsetX = __builtin_shufflevector(f0, f1, 0, 4, 0, 4);
+    const Lanes offsetY = __builtin_shufflevector(f0, f1, 1, 1, 5, 5);
+    const Lanes z0Offset = splat(f0[2]), z1Offset = splat(f1[2]), w0Offset = splat(f0[3]), w1Offset = splat(f1[3]);
+    const Lanes n00 = cornerValues(t, h00, offsetX, offsetY, z0Offset, w0Offset);
+    const Lanes n01 = cornerValues(t, h01, offsetX, offsetY, z0Offset, w1Offset);
+    const Lanes n10 = cornerValues(t, h10, offsetX, offsetY, z1Offset, w0Offset);
+    const Lanes n11 = cornerValues(t, h11, offsetX, offsetY, z1Offset, w1Offset);
+    const Lanes fades = fade(f0);
+    const Lanes nzw = mix(mix(n00, n01, splat(fades[3])), mix(n10, n11, splat(fades[3])), splat(fades[2]));
+    // (x0y0, x1y0) against (x0y1, x1y1) by the y fade, then the pair by the x fade.
+    const Lanes nyzw = mix(nzw, __builtin_shufflevector(nzw, nzw, 2, 3, 2, 3), splat(fades[1]));
+    return 2.2f * glm::mix(nyzw[0], nyzw[1], fades[0]);
 }
 
 }  // namespace
