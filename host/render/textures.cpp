@@ -117,6 +117,9 @@ private:
     std::map<std::thread::id, OIIO::TextureSystem::Perthread*> records_;
 };
 
+// A bilinear lookup in the full-resolution image. The services pass no footprint (a point
+// lookup, zero derivatives), which would pick the finest level anyway; saying so skips
+// OpenImageIO's footprint and level computations, a sixth of the time of a lookup.
 class FilteredTexture {
 public:
     FilteredTexture(OIIO::TextureSystem* system, const std::string& path, int channels)
@@ -125,6 +128,7 @@ public:
         options_.swrap = OIIO::TextureOpt::WrapPeriodic;
         options_.twrap = OIIO::TextureOpt::WrapPeriodic;
         options_.interpmode = OIIO::TextureOpt::InterpBilinear;
+        options_.mipmode = OIIO::TextureOpt::MipModeNoMIP;
     }
 
     // (s, t) in OpenImageIO's convention: t = 0 is the file's first row.
@@ -219,7 +223,6 @@ void destroyAs(ksi::TextureObject* object) {
 
 TextureSet::TextureSet() : impl_(std::make_unique<Impl>()) {
     impl_->system = OIIO::TextureSystem::create(/*shared=*/false);
-    impl_->system->attribute("automip", 1);
 }
 
 TextureSet::~TextureSet() {
