@@ -30,7 +30,11 @@ struct PaintFrames {
     ShadingFrame topcoat;
 };
 
-PaintFrames buildPaintFrames(const P& p, RenderServices* services, const ShadingRecord& record, Float3 normal) {
+// The frames and the lobe weights are inlined into the slots: returned through memory, they were
+// written float by float and read back in wider loads that cannot take the stored values, a
+// stall that cost shade a sixth of its time.
+[[gnu::always_inline]] inline PaintFrames buildPaintFrames(const P& p, RenderServices* services,
+                                                           const ShadingRecord& record, Float3 normal) {
     PaintFrames frames;
     frames.base = tangentFrame(readVarying<Float3>(record, kVaryings.tangent), record.objectMatrix, normal);
     frames.topcoat = frames.base;
@@ -52,7 +56,8 @@ struct PaintLobes {
     Float3 specular;
 };
 
-PaintLobes paintLobeWeights(const P& p, const ShadingRecord& record, Float3 wiBase, Float3 wiTop) {
+[[gnu::always_inline]] inline PaintLobes paintLobeWeights(const P& p, const ShadingRecord& record, Float3 wiBase,
+                                                          Float3 wiTop) {
     float t = 1.0f;
     if (p.u_topcoatEnable) t = 1.0f - topcoatFresnel(-wiBase.z) * p.u_baseHighlightSpread;
     float F = powerBlend(-wiTop.z, p.u_baseCurvePower, p.u_base00Reflectivity, p.u_base90Reflectivity);
