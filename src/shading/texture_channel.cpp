@@ -4,15 +4,6 @@
 
 namespace ksi {
 
-namespace {
-constexpr int32_t kModeConstant = 0;
-
-int32_t lastModeOf(ChannelVariant variant) {
-    return variant == ChannelVariant::FourFloat ? kProjectSpherical : kProjectCylindrical;
-}
-
-// A textured mode (1 to 5): the texel as it is, found through the mode's projection, with what
-// the bump needs to know about that projection.
 ChannelResult projectedTexel(const TextureChannel& channel, const ChannelPoint& at, BoxXFace xFace) {
     ChannelResult r;
     Float2 st;
@@ -36,29 +27,6 @@ ChannelResult projectedTexel(const TextureChannel& channel, const ChannelPoint& 
     }
     r.color = lookupTexture(*channel.texture, st);
     return r;
-}
-
-ChannelResult constantResult(Float3 color) {
-    ChannelResult r;
-    r.color = Float4(color, 1.0f);
-    return r;
-}
-}  // namespace
-
-ChannelResult evaluateTextureChannel(const TextureChannel& channel, ChannelVariant variant, const ChannelPoint& at,
-                                     TexelRead read, Float3 tint, BoxXFace xFace) {
-    if (channel.mode == kModeConstant) return constantResult(channel.color);
-    if (channel.mode < kModeConstant || channel.mode > lastModeOf(variant)) return constantResult(Float3(0.0f));
-
-    ChannelResult result = projectedTexel(channel, at, xFace);
-    const Float4 texel = result.color;
-    const bool fourFloat = variant == ChannelVariant::FourFloat;
-    if (read == TexelRead::AlphaAsGrey) {
-        result.color = fourFloat ? Float4(texel.w) : Float4(Float3(texel.w), 1.0f);
-    } else {
-        result.color = fourFloat ? texel : Float4(texel.xyz() * tint, 1.0f);
-    }
-    return result;
 }
 
 Float3 evaluateMaskChannel(const MaskChannel& mask, const ChannelPoint& at, BoxXFace xFace, PlanarSlab slab) {
