@@ -86,14 +86,11 @@ bool clippedAway(const GlobalClipInputs& clip, ShadingRecord* record) {
     return true;
 }
 
-Float3 reflectClampedToSurface(Float3 rayDirection, Float3 geometricNormal, Float3 normal) {
+Float3 bendReflectionToSurface(Float3 rayDirection, Float3 geometricNormal, Float3 normal) {
     const Float3& I = rayDirection;
     const Float3& G = geometricNormal;
     const Float3& N = normal;
-    constexpr float kMinCos = 0.05f;
-    Float3 r = I - 2.0f * dot(N, I) * N;
-    if (dot(G, r) >= kMinCos) return r;
-
+    constexpr float kMinCos = kMinReflectionCosine;
     // The unit vector d = s I + t N in the plane of I and N that meets G at exactly the minimum
     // cosine: with dot(d, G) fixed, |d| = 1 leaves a quadratic in t.
     const float a = dot(G, I);

@@ -124,40 +124,12 @@ LobeWeights wardLobeWeights(const WardParams& p, const ShadingRecord& record, co
     return W;
 }
 
-DirectLight wardFrontLights(RenderServices* services, const ShadingRecord& record, const WardShadeSetup& s) {
-    DirectLight direct;
-    const bool specularActive = maxComponent(s.weights.specular) > kNegligibleSpecular;
-    for (const LightSample* light = services->getLightSamples(0, &record.position, &s.Ns); light;
-         light = light->next) {
-        const Float3& colour = light->shadowedColor;
-        if (isZero(colour)) continue;
-        const float w = horizonWeight(light->direction, s.Ns, light->specularScale);
-        direct.diffuse += s.weights.diffuse * colour * w;
-        if (light->kind == kLightKindNoSpecular) continue;
-        const Float3 L = toLocal(s.frame, light->direction);
-        if (s.wi.z < 0.0f && L.z > 0.0f && specularActive) {
-            direct.specular += wardBrdf(s.wi, L, Float3(0.0f), s.weights.specular, s.alpha.x, s.alpha.y) * colour * w;
-        }
-    }
-    return direct;
-}
-
 void addWardBackLights(RenderServices* services, const ShadingRecord& record, const WardShadeSetup& s, Float3 Db,
                        Float3& diffuse) {
     for (const LightSample* light = services->getLightSamples(0, &record.position, &s.Nback); light;
          light = light->next) {
         if (!isZero(light->shadowedColor)) diffuse += Db * light->shadowedColor * light->specularScale;
     }
-}
-
-Float3 wardReflection(const WardParams& p, RenderServices* services, const ShadingRecord& record,
-                      const WardShadeSetup& s) {
-    const Float3& S = s.weights.specular;
-    if (!s.front || !(maxComponent(S) > kNegligibleSpecular) || p.u_reflectionHighlightOnly) return Float3(0.0f);
-    Float3 R = reflectClampedToSurface(record.rayDir, record.geomNormal, s.frame.N);
-    Float3 seen;
-    services->traceGlossyReflection(&seen, &record.position, &R, p.u_reflectGlossyValue, maxComponent(S));
-    return seen * S;
 }
 
 Float3 wardRefraction(const WardParams& p, RenderServices* services, const ShadingRecord& record,

@@ -183,7 +183,27 @@ struct DirectLight {
     Float3 diffuse{0.0f, 0.0f, 0.0f};
     Float3 specular{0.0f, 0.0f, 0.0f};
 };
-DirectLight wardFrontLights(RenderServices* services, const ShadingRecord& record, const WardShadeSetup& s);
+// The front lights and the reflection are inlined into shade: called, the light sums came back
+// through memory and the setup was reread in pieces, which cost shade a twentieth of its time.
+[[gnu::always_inline]] inline DirectLight wardFrontLights(RenderServices* services, const ShadingRecord& record,
+                                                          const WardShadeSetup& s) {
+    DirectLight direct;
+    const bool specularActive = maxComponent(s.weights.specular) > kNegligibleSpecular;
+    for (const LightSample* light = services->getLightSamples(0, &record.position, &s.Ns); light;
+         light = light->next) {
+        const Float3& colour = light->shadowedColor;
+        if (isZero(colour)) continue;
+        const float w = horizonWeight(light->direction, s.Ns, light->specularScale);
+        direct.diffuse += s.weights.diffuse * colour * w;
+        if (light->kind == kLightKindNoSpecular) continue;
+        const Float3 L = toLocal(s.frame, light->direction);
+        if (s.wi.z < 0.0f && L.z > 0.0f && specularActive) {
+            direct.specular +=
+                wardBrdf(s.wi, L, Float3(0.0f), s.weights.specular, s.alpha.x, s.alpha.y) * colour * w;
+        }
+    }
+    return direct;
+}
 
 // Lit from behind: translucency lets the lights through without a cosine. Adds to the running
 // diffuse sum, light by light, after the front lights.
@@ -191,8 +211,15 @@ void addWardBackLights(RenderServices* services, const ShadingRecord& record, co
                        Float3& diffuse);
 
 // The traced glossy reflection of the front side, unless only highlights are wanted.
-Float3 wardReflection(const WardParams& p, RenderServices* services, const ShadingRecord& record,
-                      const WardShadeSetup& s);
+[[gnu::always_inline]] inline Float3 wardReflection(const WardParams& p, RenderServices* services,
+                                                    const ShadingRecord& record, const WardShadeSetup& s) {
+    const Float3& S = s.weights.specular;
+    if (!s.front || !(maxComponent(S) > kNegligibleSpecular) || p.u_reflectionHighlightOnly) return Float3(0.0f);
+    Float3 R = reflectClampedToSurface(record.rayDir, record.geomNormal, s.frame.N);
+    Float3 seen;
+    services->traceGlossyReflection(&seen, &record.position, &R, p.u_reflectGlossyValue, maxComponent(S));
+    return seen * S;
+}
 
 // Light through the surface: refracted (or, trapped inside, totally reflected) and traced glossy.
 Float3 wardRefraction(const WardParams& p, RenderServices* services, const ShadingRecord& record,
