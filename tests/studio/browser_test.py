@@ -7,6 +7,7 @@ a failure the last one shows the page as it was. Exits 77 (skipped) when Chromiu
 or Selenium is missing."""
 import argparse
 import base64
+import json
 import os
 import re
 import shutil
@@ -76,7 +77,9 @@ class Page:
             if value:
                 return value
             time.sleep(0.05)
-        raise AssertionError('timed out waiting for ' + what + '; status: ' + self.js("return document.getElementById('status').textContent"))
+        raise AssertionError('timed out waiting for %s; status: %s; generation %s; last passes: %s' % (
+            what, self.js("return document.getElementById('status').textContent"),
+            self.js("return studio.generation"), json.dumps(self.js("return studio.passes"))))
 
     def final_frame(self, after):
         """Waits for a full frame newer than `after` with nothing left to render."""

@@ -15,6 +15,7 @@ const studio = {
   finalFrames: 0,
   lastExport: null,
   lastFinal: null,  // the last full-size frame as a blob
+  passes: [],       // the last render passes' outcomes, newest last, for diagnosing a stalled page
 };
 window.studio = studio;
 
@@ -116,13 +117,29 @@ function showError(error) {
   setStatus('Not rendered: ' + error.error);
 }
 
+// A response the page will not use. Its body is cancelled so that the connection is free at
+// once: the browser keeps a connection busy while an unread body waits, and a slider drag leaves
+// enough superseded frames unread to take every connection it allows one server.
+function discard(response) {
+  if (response.body) response.body.cancel().catch(() => {});
+}
+
 // One pass: a frame of the given stage, drawn only while its generation is current. Returns
 // false when the frame was refused, superseded or stale.
 async function renderPass(generation, stage, coarse) {
-  const started = performance.now();
-  const response = await api('/api/render', lookRequest(stage));
+  // A stale generation sends nothing more: its request would carry a higher number than the
+  // current generation's request in flight, and the server would cancel that one in its favour.
   if (generation !== studio.generation) return false;
-  if (response.status === 409) return false;
+  const started = performance.now();
+  const request = lookRequest(stage);
+  const pass = {generation, request: request.request, coarse, status: 'sent'};
+  studio.passes = studio.passes.slice(-11).concat([pass]);
+  const response = await api('/api/render', request);
+  pass.status = response.status;
+  if (generation !== studio.generation || response.status === 409) {
+    discard(response);
+    return false;
+  }
   if (!response.ok) {
     showError(await response.json().catch(() => ({error: 'the server answered ' + response.status})));
     return false;
