@@ -90,15 +90,14 @@ Float3 bendReflectionToSurface(Float3 rayDirection, Float3 geometricNormal, Floa
     const Float3& I = rayDirection;
     const Float3& G = geometricNormal;
     const Float3& N = normal;
-    constexpr float kMinCos = kMinReflectionCosine;
     // The unit vector d = s I + t N in the plane of I and N that meets G at exactly the minimum
     // cosine: with dot(d, G) fixed, |d| = 1 leaves a quadratic in t.
     const float a = dot(G, I);
     const float b = dot(N, G);
     const float c = dot(N, I);
     const float qa = b * b + a * a - 2.0f * (c * a) * b;
-    const float qb = 2.0f * kMinCos * (c * a - b);
-    const float qc = kMinCos * kMinCos - a * a;
+    const float qb = 2.0f * kMinReflectionCosine * (c * a - b);
+    const float qc = kMinReflectionCosine * kMinReflectionCosine - a * a;
     float t;
     if (qa != 0.0f) {
         float disc = qb * qb - 4.0f * qa * qc;
@@ -111,7 +110,7 @@ Float3 bendReflectionToSurface(Float3 rayDirection, Float3 geometricNormal, Floa
         if (qb == 0.0f) return N;
         t = -qc / qb;
     }
-    float s = (kMinCos - t * b) / a;
+    float s = (kMinReflectionCosine - t * b) / a;
     return normalize(s * I + t * N);
 }
 
