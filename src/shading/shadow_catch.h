@@ -23,15 +23,19 @@ struct CaughtShadow {
 };
 
 inline CaughtShadow catchShadow(RenderServices* services, const ShadingRecord& record) {
-    CaughtShadow c;
+    // The sums are locals: only the occlusion's address goes to the host, so the loop keeps
+    // them in registers instead of storing and reloading them through the result.
+    float total = 0.0f;
+    Float3 lit(0.0f);
     for (const LightSample* light = services->getLightSamples(0, &record.position, &record.normal); light;
          light = light->next) {
-        c.total += maxComponent(light->color);
+        total += maxComponent(light->color);
         const float strongest = maxComponent(light->color * light->shadow);
-        c.lit += strongest * light->shadow;
+        lit += strongest * light->shadow;
     }
-    services->ambientOcclusion(&c.occlusion, &record.position, &record.normal, 1.0f);
-    return c;
+    Float3 occlusion;
+    services->ambientOcclusion(&occlusion, &record.position, &record.normal, 1.0f);
+    return {total, lit, occlusion};
 }
 
 // How much light reaches the point, as a colour: the lights' visibility V (white with no light)

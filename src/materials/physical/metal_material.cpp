@@ -207,18 +207,19 @@ void completeBsdfSetup(const P& p, RenderServices* services, const ShadingRecord
 // switchers' colour, and whether flecks sparkle here.
 struct MetalShadeSetup {
     ShadingFrame frame;
-    Float3 wi;
-    Roughness alpha;
-    LobeColours lobes;
-    bool specularActive;
+    Float3 wi{0.0f, 0.0f, 0.0f};
+    Roughness alpha{0.0f, 0.0f};
+    LobeColours lobes{Float3(0.0f), Float3(0.0f), 0.0f};
+    bool specularActive = false;
     bool flecks = false;
     float phi = 0.0f;  // fleck strength
 };
 
 MetalShadeSetup metalShadeSetup(const P& p, RenderServices* services, const ShadingRecord& record) {
     const Float2 uv = uvOf(record);
-    MetalShadeSetup s;
-    s.frame = buildMetalFrame(p, record);
+    // Built in place: a frame copied out of a returned temporary is read back in wider pieces
+    // than it was written, and the processor stalls on the mismatch.
+    MetalShadeSetup s{buildMetalFrame(p, record)};
     const bool switchers = p.u_reflectSwitcher > 0 || p.u_bumpMapColorEnable;
     SwitcherChannels channels{p.u_specularColor, 0.0f};
     if (switchers) channels = metalSwitcherChannels(p, services, record);
