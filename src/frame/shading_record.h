@@ -137,6 +137,15 @@ inline T readVarying(const ShadingRecord& record, int offset) {
     std::memcpy(&value, record.varyings + offset, sizeof(T));
     return value;
 }
+// A Float3 is read lane by lane. Copied whole, its twelve bytes went through the stack as an
+// 8-byte and a 4-byte piece and came back as three floats, and the loads that straddle the pieces
+// waited for the stores: a stall at the head of every frame built from a tangent.
+template <>
+inline Float3 readVarying<Float3>(const ShadingRecord& record, int offset) {
+    float lane[3];
+    for (int i = 0; i < 3; ++i) std::memcpy(&lane[i], record.varyings + offset + 4 * i, sizeof(float));
+    return Float3(lane[0], lane[1], lane[2]);
+}
 template <class T>
 inline void writeVarying(ShadingRecord& record, int offset, const T& value) {
     std::memcpy(record.varyings + offset, &value, sizeof(T));
