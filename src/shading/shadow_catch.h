@@ -23,19 +23,19 @@ struct CaughtShadow {
 };
 
 inline CaughtShadow catchShadow(RenderServices* services, const ShadingRecord& record) {
-    // The sums are locals: only the occlusion's address goes to the host, so the loop keeps
-    // them in registers instead of storing and reloading them through the result.
-    float total = 0.0f;
-    Float3 lit(0.0f);
+    CaughtShadow c;
     for (const LightSample* light = services->getLightSamples(0, &record.position, &record.normal); light;
          light = light->next) {
-        total += maxComponent(light->color);
+        c.total += maxComponent(light->color);
         const float strongest = maxComponent(light->color * light->shadow);
-        lit += strongest * light->shadow;
+        c.lit += strongest * light->shadow;
     }
+    // The host writes a local, not the result: a result whose member's address it is given
+    // keeps the sums above in memory, stored and reloaded on every light.
     Float3 occlusion;
     services->ambientOcclusion(&occlusion, &record.position, &record.normal, 1.0f);
-    return {total, lit, occlusion};
+    c.occlusion = occlusion;
+    return c;
 }
 
 // How much light reaches the point, as a colour: the lights' visibility V (white with no light)
