@@ -40,6 +40,12 @@ Float3 grade(const P& p, Float3 x) {
     x = x * gain;
     return saturateAboutGrey(x, p.globalIBLSatValue * p.diffuseTextureSatValue, kSurfaceGreyWeights);
 }
+// The light that reaches an upward-facing point, when the geometry receives shadows. Kept out of
+// line: the background is most often drawn without them, and the shadow catch inlined here
+// crowded the registers of that common path.
+__attribute__((noinline)) Float3 receivedLight(const P& p, RenderServices* services, const ShadingRecord& record) {
+    return shadowFactor(catchShadow(services, record), p.shadowColor, p.shadowIntensity);
+}
 }  // namespace
 
 void BackgroundGeometry::declareParameters(ShaderParamRegistry* registry) {
@@ -78,7 +84,7 @@ void BackgroundGeometry::shade(RenderServices* services, ShadingRecord* record) 
     }
     Float3 F(1.0f);
     if (p.receiveShadow != 0.0f && record->normal.z > kUpwardFacing) {
-        F = shadowFactor(catchShadow(services, *record), p.shadowColor, p.shadowIntensity);
+        F = receivedLight(p, services, *record);
     }
     // Whatever the bump mode, the base colour is the diffuse channel's.
     Float3 X = grade(p, D.xyz() * F);
